@@ -40,46 +40,41 @@ TEST(StrLen, NullZeroAndBound) {
   delete[] exact;
 }
 
+using CopyFn = char* (*)(char*, const char*, size_t);
+
 struct CopyCase {
+  CopyFn plain, ep;
   const char* src;
   size_t n;
   std::string stored;  // what the destination holds afterwards, NULs included
   ptrdiff_t end;       // the _ep result, as an offset from dst
 };
 
-// ky_strxncpy: n is a capacity; the NUL is stored only if it fits.
-TEST(StrCopy, XncpyTable) {
+// ky_strxncpy: n is a capacity, the NUL is stored only if it fits.
+// ky_strxnzcpy: n counts characters, the NUL always follows them.
+TEST(StrCopy, BoundedCopyTable) {
+  const CopyFn xn = ky_strxncpy, xn_ep = ky_strxncpy_ep;
+  const CopyFn xnz = ky_strxnzcpy, xnz_ep = ky_strxnzcpy_ep;
   const CopyCase cases[] = {
-      {"abc", 3, "abc", 3},
-      {"abc", 4, std::string("abc\0", 4), 3},
-      {"abc", 10, std::string("abc\0", 4), 3},
-      {"abc", 0, "", 0},
-      {"", 3, std::string("\0", 1), 0},
-      {"abcdef", 2, "ab", 2},
+      {xn, xn_ep, "abc", 3, "abc", 3},
+      {xn, xn_ep, "abc", 4, std::string("abc\0", 4), 3},
+      {xn, xn_ep, "abc", 10, std::string("abc\0", 4), 3},
+      {xn, xn_ep, "abc", 0, "", 0},
+      {xn, xn_ep, "", 3, std::string("\0", 1), 0},
+      {xn, xn_ep, "abcdef", 2, "ab", 2},
+      {xnz, xnz_ep, "abc", 3, std::string("abc\0", 4), 3},
+      {xnz, xnz_ep, "abc", 0, std::string("\0", 1), 0},
+      {xnz, xnz_ep, "abcdef", 2, std::string("ab\0", 3), 2},
+      {xnz, xnz_ep, "ab", 10, std::string("ab\0", 3), 2},
+      {xnz, xnz_ep, "", 5, std::string("\0", 1), 0},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.src) + " n=" + std::to_string(c.n));
+    SCOPED_TRACE(std::string(c.plain == xn ? "xncpy " : "xnzcpy ") + c.src +
+                 " n=" + std::to_string(c.n));
     Dest a, b;
-    EXPECT_EQ(ky_strxncpy(a.bytes, c.src, c.n), a.bytes);
+    EXPECT_EQ(c.plain(a.bytes, c.src, c.n), a.bytes);
     EXPECT_EQ(a.All(), Dest::With(c.stored));
-    EXPECT_EQ(ky_strxncpy_ep(b.bytes, c.src, c.n) - b.bytes, c.end);
-    EXPECT_EQ(b.All(), Dest::With(c.stored));
-  }
-}
-
-// ky_strxnzcpy: n counts characters; the NUL always follows them.
-TEST(StrCopy, XnzcpyTable) {
-  const CopyCase cases[] = {
-      {"abc", 3, std::string("abc\0", 4), 3},   {"abc", 0, std::string("\0", 1), 0},
-      {"abcdef", 2, std::string("ab\0", 3), 2}, {"ab", 10, std::string("ab\0", 3), 2},
-      {"", 5, std::string("\0", 1), 0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.src) + " n=" + std::to_string(c.n));
-    Dest a, b;
-    EXPECT_EQ(ky_strxnzcpy(a.bytes, c.src, c.n), a.bytes);
-    EXPECT_EQ(a.All(), Dest::With(c.stored));
-    EXPECT_EQ(ky_strxnzcpy_ep(b.bytes, c.src, c.n) - b.bytes, c.end);
+    EXPECT_EQ(c.ep(b.bytes, c.src, c.n) - b.bytes, c.end);
     EXPECT_EQ(b.All(), Dest::With(c.stored));
   }
 }
