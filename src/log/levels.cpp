@@ -15,9 +15,8 @@ struct LevelWords {
 
 // Indexed by level + 1: ALWAYS, then EMERG (0) to DEBUG (7), then DEBUG+.
 constexpr LevelWords kLevels[] = {
-    {"ALWAYS", "a+"}, {"EMERG", "em"}, {"ALERT", "al"},  {"CRIT", "cr"},
-    {"ERROR", "er"},  {"WARN", "wa"},  {"NOTICE", "no"}, {"INFO", "in"},
-    {"DEBUG", "de"},  {"DEBUG+", "d+"},
+    {"ALWAYS", "a+"}, {"EMERG", "em"},  {"ALERT", "al"}, {"CRIT", "cr"},  {"ERROR", "er"},
+    {"WARN", "wa"},   {"NOTICE", "no"}, {"INFO", "in"},  {"DEBUG", "de"}, {"DEBUG+", "d+"},
 };
 
 const LevelWords& WordsOf(int level) {

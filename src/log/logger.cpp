@@ -124,16 +124,15 @@ void log::_setTempFileName(const char* fileName) {
 
 bool log::_Delete() const { return !_file.empty() && ky_DeleteFile(_file.c_str()); }
 
-void log::_X_LogVa(int level, const char* file, int line, const char* function,
-                   const char* format, va_list args) const {
+void log::_X_LogVa(int level, const char* file, int line, const char* function, const char* format,
+                   va_list args) const {
   ky_log_ex_va(_file.c_str(), &_handle, _handle ? UseHeld : OpenPerCall, _crlf, _name.c_str(),
                level, file, line, function, format, args);
   _count.fetch_add(1, std::memory_order_relaxed);
 }
 
 void log::_X_PrintVa(const char* format, va_list args) const {
-  ky_log_ex_print_va(_file.c_str(), &_handle, _handle ? UseHeld : OpenPerCall, _crlf, format,
-                     args);
+  ky_log_ex_print_va(_file.c_str(), &_handle, _handle ? UseHeld : OpenPerCall, _crlf, format, args);
   _count.fetch_add(1, std::memory_order_relaxed);
 }
 

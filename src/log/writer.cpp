@@ -54,9 +54,9 @@ const char* OwnProcessName() {
 // Where a call writes and what its close step must do.
 struct Target {
   int fd = -1;
-  bool takesLock = false;  // this call requests the file lock itself
-  bool locked = false;     // the lock is held (by this call or by the holder)
-  bool closes = false;     // the close step unlocks and closes
+  bool takesLock = false;             // this call requests the file lock itself
+  bool locked = false;                // the lock is held (by this call or by the holder)
+  bool closes = false;                // the close step unlocks and closes
   LogFileHandle** release = nullptr;  // slot to free and clear after closing
 };
 
@@ -213,8 +213,8 @@ void ky_log_ex_va(const char* path, LogFileHandle** slot, int mode, int crlf, co
   const double elapsed = ky_ExecutionTimerElapsed();
 
   char header[kHeaderSize];
-  ky_snzprintf(header, sizeof header, "{%s%s%s} [ %s %0.4lf ] ", name ? name : "",
-               name ? ":" : "", ky::log::LevelAbbreviation(level), stamp, elapsed);
+  ky_snzprintf(header, sizeof header, "{%s%s%s} [ %s %0.4lf ] ", name ? name : "", name ? ":" : "",
+               ky::log::LevelAbbreviation(level), stamp, elapsed);
   char origin[kOriginSize];
   ky_snzprintf(origin, sizeof origin, "(pid=%s:%lu,tid=%lu) < %s @ %s:%d >", OwnProcessName(), pid,
                tid, function, file, line);
