@@ -62,22 +62,19 @@ TEST(HexDump, Examples) {
   EXPECT_EQ(Dump("", 16), "");
   EXPECT_EQ(Dump(std::string("\x00\x1f\x20\x7e\x7f\x80\xff", 7), 7),
             "00000000  00 1f 20 7e 7f 80 ff  .. ~...\n");
-  EXPECT_EQ(Dump("hello", 8, "> ", "\r\n"),
-            "> 00000000  68 65 6c 6c 6f           hello   \r\n");
+  EXPECT_EQ(Dump("hello", 8, "> ", "\r\n"), "> 00000000  68 65 6c 6c 6f           hello   \r\n");
   EXPECT_EQ(Dump("abcdefgh", 4, "", nullptr),
             "00000000  61 62 63 64  abcd\n00000004  65 66 67 68  efgh\n");
 }
 
 TEST(HexDump, FoldsRunsOfEqualLines) {
   const std::string marker = "       *" + std::string(67, ' ') + "\n";
-  const std::string zeros16 =
-      "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00  ................\n";
+  const std::string zeros16 = "00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00  ................\n";
   // 36 bytes, the first two lines equal: line, marker, short last line.
   std::string data(32, '\0');
   data += "WXYZ";
-  EXPECT_EQ(Dump(data, 16), "00000000  " + zeros16 + marker +
-                                "00000020  57 58 59 5a" + std::string(38, ' ') + "WXYZ" +
-                                std::string(12, ' ') + "\n");
+  EXPECT_EQ(Dump(data, 16), "00000000  " + zeros16 + marker + "00000020  57 58 59 5a" +
+                                std::string(38, ' ') + "WXYZ" + std::string(12, ' ') + "\n");
   // The last line is never folded, even when equal.
   EXPECT_EQ(Dump(std::string(48, '\0'), 16),
             "00000000  " + zeros16 + marker + "00000020  " + zeros16);

@@ -30,7 +30,9 @@ constexpr int kThreads = 3;
 constexpr int kRecords = 150;
 
 // Long enough that a torn record would show: up to ~3 KiB a message.
-size_t PayloadLength(int p, int t, int r) { return 40 + static_cast<size_t>(p * 97 + t * 31 + r * 53) % 3000; }
+size_t PayloadLength(int p, int t, int r) {
+  return 40 + static_cast<size_t>(p * 97 + t * 31 + r * 53) % 3000;
+}
 char PayloadChar(int p, int t, int r) { return static_cast<char>('a' + (p * 7 + t * 3 + r) % 26); }
 
 std::string Message(int p, int t, int r) {
@@ -84,10 +86,11 @@ bool ParseRecord(const std::string& header, const std::string& message,
   char function[16] = {};
   double elapsed = 0;
   int consumed = 0;
-  if (std::sscanf(header.c_str(),
-                  "{p%d:%2[a-z+]} [ %*4d-%*2d-%*2d %*2d:%*2d:%*d.%*d %lf ] (pid=%63[^:]:%lu,tid=%lu) "
-                  "< %15s @ %*[^:]:%*d >%n",
-                  &hp, level, &elapsed, process, &hpid, &htid, function, &consumed) != 7 ||
+  if (std::sscanf(
+          header.c_str(),
+          "{p%d:%2[a-z+]} [ %*4d-%*2d-%*2d %*2d:%*2d:%*d.%*d %lf ] (pid=%63[^:]:%lu,tid=%lu) "
+          "< %15s @ %*[^:]:%*d >%n",
+          &hp, level, &elapsed, process, &hpid, &htid, function, &consumed) != 7 ||
       static_cast<size_t>(consumed) != header.size()) {
     *why = "bad header: " + header.substr(0, 200);
     return false;

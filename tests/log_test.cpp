@@ -22,14 +22,14 @@ namespace {
 
 using ky::test::AllocScope;
 using ky::test::EnvVar;
-using ky::test::ReadFile;
-using ky::test::ScratchDir;
 using ky::test::kInstant;
+using ky::test::kSeconds;
 using ky::test::LockedByAnotherProcess;
 using ky::test::LogEx;
-using ky::test::PrintEx;
-using ky::test::kSeconds;
 using ky::test::MatchesWithSeconds;
+using ky::test::PrintEx;
+using ky::test::ReadFile;
+using ky::test::ScratchDir;
 
 // ---------------------------------------------------------------------------
 // Levels
@@ -41,10 +41,10 @@ TEST(LogLevel, NamesAndAbbreviations) {
     const char* abbreviation;
   };
   const Case cases[] = {
-      {INT_MIN, "ALWAYS", "a+"}, {-5, "ALWAYS", "a+"},  {-1, "ALWAYS", "a+"},
-      {0, "EMERG", "em"},        {1, "ALERT", "al"},    {2, "CRIT", "cr"},
-      {3, "ERROR", "er"},        {4, "WARN", "wa"},     {5, "NOTICE", "no"},
-      {6, "INFO", "in"},         {7, "DEBUG", "de"},    {8, "DEBUG+", "d+"},
+      {INT_MIN, "ALWAYS", "a+"}, {-5, "ALWAYS", "a+"},      {-1, "ALWAYS", "a+"},
+      {0, "EMERG", "em"},        {1, "ALERT", "al"},        {2, "CRIT", "cr"},
+      {3, "ERROR", "er"},        {4, "WARN", "wa"},         {5, "NOTICE", "no"},
+      {6, "INFO", "in"},         {7, "DEBUG", "de"},        {8, "DEBUG+", "d+"},
       {1000, "DEBUG+", "d+"},    {INT_MAX, "DEBUG+", "d+"},
   };
   for (const auto& c : cases) {
@@ -59,17 +59,49 @@ TEST(LogLevel, ParsesNamesAbbreviationsAndNumbers) {
     int level;
   };
   const Case cases[] = {
-      {nullptr, 3},      {"", 3},           {"ALWAYS", -1},   {"a+", -1},     {"A+", -1},
-      {"EMERG", 0},      {"em", 0},         {"alert", 1},     {"AL", 1},      {"Crit", 2},
-      {"cr", 2},         {"ERROR", 3},      {"er", 3},        {"Warn", 4},    {"WA", 4},
-      {"notice", 5},     {"no", 5},         {"INFO", 6},      {"in", 6},      {"DEBUG", 7},
-      {"debug3", 10},    {"DEBUG2", 9},     {"DEBUG 4", 11},  {"DEBUG-3", 7}, {"DEBUGGING", 7},
-      {"de", 7},         {"de5", 12},       {"destroy", 7},   {"4", 4},       {"12abc", 12},
-      {"  8", 8},        {"+6", 6},         {"-1", -1},       {"-9", -1},     {"4294967297", 1},
+      {nullptr, 3},
+      {"", 3},
+      {"ALWAYS", -1},
+      {"a+", -1},
+      {"A+", -1},
+      {"EMERG", 0},
+      {"em", 0},
+      {"alert", 1},
+      {"AL", 1},
+      {"Crit", 2},
+      {"cr", 2},
+      {"ERROR", 3},
+      {"er", 3},
+      {"Warn", 4},
+      {"WA", 4},
+      {"notice", 5},
+      {"no", 5},
+      {"INFO", 6},
+      {"in", 6},
+      {"DEBUG", 7},
+      {"debug3", 10},
+      {"DEBUG2", 9},
+      {"DEBUG 4", 11},
+      {"DEBUG-3", 7},
+      {"DEBUGGING", 7},
+      {"de", 7},
+      {"de5", 12},
+      {"destroy", 7},
+      {"4", 4},
+      {"12abc", 12},
+      {"  8", 8},
+      {"+6", 6},
+      {"-1", -1},
+      {"-9", -1},
+      {"4294967297", 1},
       {"2147483648", -1},
       // Kept asymmetries: the abbreviation of debug-plus does not parse back,
       // "DEBUG+" is plain DEBUG, and an unknown word is the most severe level.
-      {"d+", 0},         {"DEBUG+", 7},     {"verbose", 0},   {"warning", 0}, {"ERRORS", 0},
+      {"d+", 0},
+      {"DEBUG+", 7},
+      {"verbose", 0},
+      {"warning", 0},
+      {"ERRORS", 0},
       {"DEBUG99999999999", INT_MAX},
   };
   for (const auto& c : cases) {
@@ -91,11 +123,11 @@ class LogRecord : public ::testing::Test {
     ky_test_SetClock(kInstant, 31600);
   }
   // The record pattern with a fixed clock: only the timer reading varies.
-  std::string Pattern(const std::string& braces, const std::string& origin,
-                      const std::string& rest, const char* eol = "\r\n") const {
-    return braces + " [ 2024-03-05 14:07:09.0316 " + kSeconds + " ] (pid=log_test:" +
-           std::to_string(::getpid()) + ",tid=" + std::to_string(ky_CurrentThreadId()) + ") " +
-           origin + eol + rest;
+  std::string Pattern(const std::string& braces, const std::string& origin, const std::string& rest,
+                      const char* eol = "\r\n") const {
+    return braces + " [ 2024-03-05 14:07:09.0316 " + kSeconds +
+           " ] (pid=log_test:" + std::to_string(::getpid()) +
+           ",tid=" + std::to_string(ky_CurrentThreadId()) + ") " + origin + eol + rest;
   }
   bool Matches(const std::string& pattern) const {
     return MatchesWithSeconds(ReadFile(path_), pattern);
@@ -128,7 +160,7 @@ TEST_F(LogRecord, NameAndLevelInBraces) {
     const char* braces;
   };
   const Case cases[] = {
-      {nullptr, 3, "{er}"},  {"", 3, "{:er}"},        {"svc", 12, "{svc:d+}"},
+      {nullptr, 3, "{er}"},    {"", 3, "{:er}"},       {"svc", 12, "{svc:d+}"},
       {"svc", -1, "{svc:a+}"}, {"svc", 0, "{svc:em}"}, {"a b", 7, "{a b:de}"},
   };
   for (const auto& c : cases) {
@@ -289,10 +321,17 @@ TEST_F(LogModes, NothingWrittenWithoutPathOrHandle) {
   };
   const char* path = path_.c_str();
   const Case cases[] = {
-      {path, nullptr, -1},        {path, nullptr, 4},       {path, &empty, 99},
-      {nullptr, nullptr, 0},      {"", nullptr, 0},         {nullptr, &empty, 1},
-      {"", &empty, 1},            {path, nullptr, UseHeld}, {path, &empty, UseHeld},
-      {path, nullptr, UseHeldAndRelease}, {path, &empty, UseHeldAndRelease},
+      {path, nullptr, -1},
+      {path, nullptr, 4},
+      {path, &empty, 99},
+      {nullptr, nullptr, 0},
+      {"", nullptr, 0},
+      {nullptr, &empty, 1},
+      {"", &empty, 1},
+      {path, nullptr, UseHeld},
+      {path, &empty, UseHeld},
+      {path, nullptr, UseHeldAndRelease},
+      {path, &empty, UseHeldAndRelease},
   };
   for (const auto& c : cases) {
     LogEx(c.path, c.slot, c.mode, 1, "n", 3, "f", 1, "g", "m");

@@ -50,8 +50,8 @@ inline void LogEx(const char* path, LogFileHandle** slot, int mode, int crlf, co
   va_end(args);
 }
 
-inline void PrintEx(const char* path, LogFileHandle** slot, int mode, int crlf,
-                    const char* format, ...) {
+inline void PrintEx(const char* path, LogFileHandle** slot, int mode, int crlf, const char* format,
+                    ...) {
   va_list args;
   va_start(args, format);
   ky_log_ex_print_va(path, slot, mode, crlf, format, args);

@@ -95,9 +95,15 @@ TEST(PathStripFileName, BothModes) {
     const char* ignoreTrailing;
   };
   const Case cases[] = {
-      {"a/b/c", "a/b/", "a/b/"}, {"a/b/", "a/b/", "a/"}, {"a/b/c/", "a/b/c/", "a/b/"},
-      {"/", "/", ""},            {"///", "///", ""},     {"abc", "", ""},
-      {"/a", "/", "/"},          {"a/", "a/", ""},       {"", "", ""},
+      {"a/b/c", "a/b/", "a/b/"},
+      {"a/b/", "a/b/", "a/"},
+      {"a/b/c/", "a/b/c/", "a/b/"},
+      {"/", "/", ""},
+      {"///", "///", ""},
+      {"abc", "", ""},
+      {"/a", "/", "/"},
+      {"a/", "a/", ""},
+      {"", "", ""},
   };
   for (const auto& c : cases) {
     char buf[32];
@@ -254,8 +260,8 @@ TEST(Stamps, FormatsAndRounding) {
   };
   // The date-time stamp rounds without carry; the time stamp truncates.
   const Case cases[] = {
-      {0, "0000", "0000"},       {49, "0000", "0000"},      {50, "0001", "0000"},
-      {999949, "9999", "9999"},  {999950, "10000", "9999"}, {999999, "10000", "9999"},
+      {0, "0000", "0000"},      {49, "0000", "0000"},      {50, "0001", "0000"},
+      {999949, "9999", "9999"}, {999950, "10000", "9999"}, {999999, "10000", "9999"},
       {123456, "1235", "1234"},
   };
   for (const auto& c : cases) {
@@ -263,8 +269,7 @@ TEST(Stamps, FormatsAndRounding) {
     EXPECT_EQ(std::string(ky_DateTimeStamp(buf, sizeof buf)),
               std::string("2024-03-05 14:07:09.") + c.dateTimeFraction)
         << c.micros;
-    EXPECT_EQ(std::string(ky_TimeStamp(buf, sizeof buf)),
-              std::string("14:07:09.") + c.timeFraction)
+    EXPECT_EQ(std::string(ky_TimeStamp(buf, sizeof buf)), std::string("14:07:09.") + c.timeFraction)
         << c.micros;
   }
 
