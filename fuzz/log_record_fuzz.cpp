@@ -82,8 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   // One record per call.
   if (ftruncate(fd, 0) != 0) return 0;
-  Record(path, nullptr, OpenPerCall, crlf, name, level, pieces[2].c_str(), pieces[1].c_str(),
-         "%s", pieces[3].c_str());
+  Record(path, nullptr, OpenPerCall, crlf, name, level, pieces[2].c_str(), pieces[1].c_str(), "%s",
+         pieces[3].c_str());
   std::string text = Contents(fd);
   CheckLineEnds(text, crlf);
   const std::string tail = std::string(eol) + eol;
@@ -105,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   // The hex dump of the whole input.
   const size_t perLine = flags % 33 + 1;
-  const std::string& prefix = pieces[4];
+  const std::string prefix = pieces[4].c_str();  // the last piece may hold NULs
   char* dump = ky_log_hexdump_ex(prefix.c_str(), eol, data, size, perLine);
   if (!dump) std::abort();
   const size_t width = prefix.size() + 4 * perLine + 11 + std::strlen(eol);

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -153,6 +154,27 @@ TEST_F(LogRecord, ExactFormat) {
   EXPECT_EQ(st.st_mode & 0777, 0660 & ~mask);
 }
 
+TEST_F(LogRecord, TimerReadingAsPrintfShowsIt) {
+  // Includes last-two-digit ties, whose rounding depends on the double.
+  const long long micros[] = {
+      0,       49,       50,        51,         150,       250,
+      999949,  999950,   999999,    1000050,    1234550,   3000000,
+      7654321, 86399999, 123456789, 9876543250, 1LL << 40, (1LL << 50) + 50};
+  ky_test_SetClock(kInstant, 0);
+  ASSERT_EQ(ky_ExecutionTimerReset(), 1);
+  for (long long m : micros) {
+    ky_test_SetClock(kInstant + m / 1000000, static_cast<long>(m % 1000000));
+    char expected[64];
+    std::snprintf(expected, sizeof expected, "%0.4lf", ky_ExecutionTimerElapsed());
+    Reset();
+    ky_log(path_.c_str(), "n", 3, "f", 1, "g", "m");
+    const std::string content = ReadFile(path_);
+    // "{n:er} [ date time SECONDS ] ..."
+    const size_t at = content.find(' ', content.find(' ', content.find("[ ") + 2) + 1) + 1;
+    EXPECT_EQ(content.substr(at, content.find(' ', at) - at), expected) << m;
+  }
+}
+
 TEST_F(LogRecord, NameAndLevelInBraces) {
   struct Case {
     const char* name;
@@ -257,6 +279,32 @@ TEST_F(LogRecord, PrintTextAndData) {
   EXPECT_EQ(ReadFile(path_), std::string(data, sizeof data));
 }
 
+template <class... Args>
+void ExpectPrintfText(const std::string& path, const char* format, Args... args) {
+  ::unlink(path.c_str());
+  ky_log_print(path.c_str(), format, args...);
+  char expected[256];
+  std::snprintf(expected, sizeof expected, format, args...);
+  EXPECT_EQ(ReadFile(path), expected) << format;
+}
+
+TEST_F(LogRecord, MessagesAsPrintfFormatsThem) {
+  ExpectPrintfText(path_, "plain text, 100%% sure");
+  ExpectPrintfText(path_, "%s|%d|%i|%u|", "x", -5, INT_MIN, 4000000000u);
+  ExpectPrintfText(path_, "%ld|%li|%lu|%d", LONG_MIN, 0L, ULONG_MAX, INT_MAX);
+  const char* volatile none = nullptr;  // hidden from the format checker
+  ExpectPrintfText(path_, "[%s]", static_cast<const char*>(none));
+  ExpectPrintfText(path_, "%5d|%-3s|%.2s|%x|%c|%08.3f", 42, "a", "abc", 255u, 'z', 3.14159);
+  ExpectPrintfText(path_, "%lx %zu %%%s", 255ul, size_t{7}, "end");
+  // A message longer than its buffer is cut the same way on both paths.
+  const std::string big(20000, 'b');
+  for (const char* format : {"%s", "%5s"}) {
+    Reset();
+    ky_log_print(path_.c_str(), format, big.c_str());
+    EXPECT_EQ(ReadFile(path_), std::string(16383, 'b')) << format;
+  }
+}
+
 TEST_F(LogRecord, ManyLineBreaksStayInOrder) {
   std::string message;
   std::string expected;
@@ -266,6 +314,18 @@ TEST_F(LogRecord, ManyLineBreaksStayInOrder) {
   }
   ky_log(path_.c_str(), "n", 3, "f", 1, "g", "%s", message.c_str());
   EXPECT_TRUE(Matches(Pattern("{n:er}", "< g @ f:1 >", expected + "\r\n\r\n")));
+
+  // Long lines, more of them than one write can gather.
+  message.clear();
+  expected.clear();
+  for (int i = 0; i < 150; ++i) {
+    const std::string line = std::to_string(i) + std::string(600, static_cast<char>('a' + i % 26));
+    message += line + (i % 2 ? "\r" : "\n");
+    expected += line + "\r\n";
+  }
+  Reset();
+  ky_log_ex_writetext(path_.c_str(), nullptr, OpenPerCall, 1, message.c_str());
+  EXPECT_EQ(ReadFile(path_), expected);
 }
 
 // ---------------------------------------------------------------------------

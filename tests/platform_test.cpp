@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -273,6 +274,9 @@ TEST(Stamps, FormatsAndRounding) {
         << c.micros;
   }
 
+  ky_test_SetClock(253402300800LL, 999999);  // five-digit years
+  EXPECT_STREQ(ky_DateTimeStamp(buf, sizeof buf), "10000-01-01 00:00:00.10000");
+
   ky_test_SetClock(kInstant, 500);
   EXPECT_STREQ(ky_DateTimeStamp(buf, 11), "2024-03-05");
   EXPECT_STREQ(ky_TimeStamp(buf, 3), "14");
@@ -352,6 +356,17 @@ TEST(Ids, KernelThreadAndProcess) {
   EXPECT_NE(other, main);
   EXPECT_GT(other, 0);
   EXPECT_EQ(otherPid, ky_CurrentProcessId());
+
+  // Ids are kept once known; a forked child must not report its parent's.
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const bool own = ky_CurrentProcessId() == static_cast<long>(::getpid()) &&
+                     ky_CurrentThreadId() == static_cast<long>(::syscall(SYS_gettid));
+    ::_exit(own ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }
 
 }  // namespace

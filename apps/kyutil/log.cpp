@@ -181,8 +181,8 @@ void DemoPlatform() {
   ky_Sleep(15);
   std::printf("after ky_Sleep(15): ky_ExecutionTimerElapsed() -> %.4f s\n",
               ky_ExecutionTimerElapsed());
-  std::printf("ky_CurrentProcessId() -> %ld, ky_CurrentThreadId() -> %ld\n",
-              ky_CurrentProcessId(), ky_CurrentThreadId());
+  std::printf("ky_CurrentProcessId() -> %ld, ky_CurrentThreadId() -> %ld\n", ky_CurrentProcessId(),
+              ky_CurrentThreadId());
 }
 
 void DemoLog() {

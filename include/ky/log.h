@@ -10,7 +10,12 @@
 //   started
 //
 // Every record is appended under an advisory whole-file fcntl write lock, so
-// processes sharing a file never interleave records. Writers keep all their
+// processes sharing a file never interleave records. Such locks belong to the
+// process, not to a descriptor: they do not order threads of one process, and
+// closing any descriptor of the file in the process drops them (a per-call
+// writer closing the file ends a held logger's lock early). Each record is
+// handed to the kernel in one appending write where its line breaks allow,
+// which keeps it whole even then. Writers keep all their
 // buffers on the stack, allocate nothing (except the handle of OpenAndHold),
 // report nothing and write nothing when the file cannot be opened.
 //
@@ -45,7 +50,8 @@ enum LogHandleMode {
   // Open the path, lock, append, unlock, close.
   OpenPerCall = 0,
   // Open the path and lock; with a slot, store a new LogFileHandle in it and
-  // leave descriptor and lock held (without a slot: as OpenPerCall).
+  // leave descriptor and lock held (without a slot: as OpenPerCall). The slot
+  // must be empty: a handle already in it is overwritten, not closed.
   OpenAndHold = 1,
   // Append through the descriptor held in the slot; take no lock (the holder
   // has it) and keep it open.

@@ -1,11 +1,13 @@
 // The record writers: open, lock, append, unlock, close, per handle mode.
 #include <fcntl.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
+#include "../platform/clock_internal.h"
 #include "ky/log.h"
 #include "ky/memory.h"
 #include "ky/platform.h"
@@ -16,7 +18,6 @@ namespace {
 constexpr size_t kHeaderSize = 1024;
 constexpr size_t kOriginSize = 8192;
 constexpr size_t kMessageSize = 16384;
-constexpr size_t kStampSize = 256;
 constexpr size_t kPathSize = 4096;
 
 // The executable's file name, resolved once per process. A function-local
@@ -116,13 +117,53 @@ void LockStep(Target* t) {
   // locks, say) still lets the record through: a possibly interleaved record
   // is better than a lost one.
   if (t->takesLock) t->locked = WholeFileLock(t->fd, F_WRLCK);
-  ::lseek(t->fd, 0, SEEK_END);
+  // No seek to the end: every descriptor the writers use was opened with
+  // O_APPEND, so each write lands at the end as the file stands then.
 }
 
-// Gathers a record's pieces and hands them to the kernel in as few writev
-// calls as possible: one, unless a text has very many line breaks. One call
-// per record also keeps threads of one process from interleaving records,
-// which the process-wide file lock cannot do.
+// Text cut to a capacity, as bounded printf cuts it: the first size - 1
+// characters and a NUL. Null strings read "(null)", as with printf's %s.
+class Text {
+ public:
+  Text(char* buffer, size_t size) : begin_(buffer), at_(buffer), last_(buffer + size - 1) {}
+  void Put(const char* s, size_t n) {
+    const auto room = static_cast<size_t>(last_ - at_);
+    if (n > room) n = room;
+    std::memcpy(at_, s, n);
+    at_ += n;
+  }
+  void Put(const char* s) {
+    if (!s) s = "(null)";
+    Put(s, ::strnlen(s, static_cast<size_t>(last_ - at_)));
+  }
+  void Put(char c) { Put(&c, 1); }
+  void PutNumber(unsigned long v, bool negative = false) {
+    char digits[24];
+    size_t n = 0;
+    do {
+      digits[sizeof digits - ++n] = static_cast<char>('0' + v % 10);
+      v /= 10;
+    } while (v != 0);
+    if (negative) digits[sizeof digits - ++n] = '-';
+    Put(digits + sizeof digits - n, n);
+  }
+  const char* Finish() {
+    *at_ = '\0';
+    return begin_;
+  }
+
+ private:
+  char* begin_;
+  char* at_;
+  char* last_;
+};
+
+// Gathers a record's pieces and hands them to the kernel in one call where it
+// can: short pieces are copied into a staging area and go out in one write;
+// long ones join it as iovecs of one writev. Only a text with very many
+// line breaks takes more than one call. One call per record keeps threads of
+// one process from interleaving records, which the process-wide file lock
+// cannot do, and a single contiguous write is the cheapest way in.
 class Sink {
  public:
   Sink(int fd, bool crlf) : fd_(fd), eol_(crlf ? "\r\n" : "\n"), eolLen_(crlf ? 2 : 1) {}
@@ -146,30 +187,126 @@ class Sink {
   }
 
   void Flush() {
-    if (count_ == 0) return;
-    // A failed or short write loses the rest of the record; the writers
-    // report nothing, so there is no one to tell.
-    const ssize_t r = ::writev(fd_, pieces_, count_);
-    static_cast<void>(r);
-    count_ = 0;
+    Seal();
+    WritePieces();
+    staged_ = sealed_ = 0;
   }
 
  private:
   static constexpr int kMaxPieces = 64;
+  static constexpr size_t kStage = 2048;
+  static constexpr size_t kCopyBelow = 512;
 
   void Add(const char* p, size_t n) {
-    if (count_ == kMaxPieces) Flush();
+    if (n < kCopyBelow) {
+      if (staged_ + n > kStage) Flush();
+      std::memcpy(stage_ + staged_, p, n);
+      staged_ += n;
+      return;
+    }
+    Seal();
+    Piece(p, n);
+  }
+
+  // Turns what was staged since the last seal into a piece, so that pieces
+  // stay in the order they were added.
+  void Seal() {
+    if (staged_ == sealed_) return;
+    Piece(stage_ + sealed_, staged_ - sealed_);
+    sealed_ = staged_;
+  }
+
+  // The staged bytes that pieces point at stay in place until Flush, so
+  // writing the pieces early to make room leaves nothing dangling.
+  void Piece(const char* p, size_t n) {
+    if (count_ == kMaxPieces) WritePieces();
     pieces_[count_].iov_base = const_cast<char*>(p);
     pieces_[count_].iov_len = n;
     ++count_;
+  }
+
+  void WritePieces() {
+    // A failed or short write loses the rest of the record; the writers
+    // report nothing, so there is no one to tell.
+    ssize_t r = 0;
+    if (count_ == 1) {
+      r = ::write(fd_, pieces_[0].iov_base, pieces_[0].iov_len);
+    } else if (count_ > 1) {
+      r = ::writev(fd_, pieces_, count_);
+    }
+    static_cast<void>(r);
+    count_ = 0;
   }
 
   int fd_;
   const char* eol_;
   size_t eolLen_;
   int count_ = 0;
+  size_t staged_ = 0;
+  size_t sealed_ = 0;
   iovec pieces_[kMaxPieces];
+  char stage_[kStage];
 };
+
+// Whether every conversion in format is one of %s %d %i %u %ld %li %lu %%,
+// without flags, width or precision.
+bool PlainConversions(const char* format) {
+  while ((format = std::strchr(format, '%')) != nullptr) {
+    ++format;
+    if (*format == 'l') {
+      ++format;
+      if (*format != 'd' && *format != 'i' && *format != 'u') return false;
+    } else if (*format != 's' && *format != 'd' && *format != 'i' && *format != 'u' &&
+               *format != '%') {
+      return false;
+    }
+    ++format;
+  }
+  return true;
+}
+
+// Formats a message as ky_vsnzprintf does. Most messages use only the plain
+// conversions, and those are formatted here without the printf engine's
+// set-up cost; anything else goes to the engine.
+void FormatMessage(char (&out)[kMessageSize], const char* format, va_list args) {
+  out[0] = '\0';
+  if (!format) return;
+  if (!PlainConversions(format)) {
+    ky_vsnzprintf(out, sizeof out, format, args);
+    return;
+  }
+  Text text(out, sizeof out);
+  for (const char* at = format;;) {
+    const char* percent = std::strchr(at, '%');
+    if (!percent) {
+      text.Put(at);
+      break;
+    }
+    text.Put(at, static_cast<size_t>(percent - at));
+    const bool isLong = percent[1] == 'l';
+    const char conversion = percent[isLong ? 2 : 1];
+    switch (conversion) {
+      case 's':
+        text.Put(va_arg(args, const char*));
+        break;
+      case 'd':
+      case 'i': {
+        const long v = isLong ? va_arg(args, long) : va_arg(args, int);
+        text.PutNumber(v < 0 ? 0ul - static_cast<unsigned long>(v) : static_cast<unsigned long>(v),
+                       v < 0);
+        break;
+      }
+      case 'u':
+        text.PutNumber(isLong ? va_arg(args, unsigned long) : va_arg(args, unsigned int));
+        break;
+      default:
+        text.Put('%');
+        break;
+    }
+    at = percent + (isLong ? 3 : 2);
+  }
+  text.Finish();
+}
 
 void CloseStep(Target* t, Sink* sink, bool closingEol) {
   if (!t->closes) {
@@ -180,7 +317,9 @@ void CloseStep(Target* t, Sink* sink, bool closingEol) {
     if (closingEol) sink->Eol();
     sink->Flush();
   }
-  if (t->locked) WholeFileLock(t->fd, F_UNLCK);
+  // Closing a descriptor drops every lock the process holds on the file, so
+  // an explicit unlock first would only repeat the work. t->locked says
+  // whether there is one; either way it ends here.
   ::close(t->fd);
   if (t->release) {
     ky_free(*t->release);
@@ -208,19 +347,58 @@ void ky_log_ex_va(const char* path, LogFileHandle** slot, int mode, int crlf, co
 
   const unsigned long pid = static_cast<unsigned long>(ky_CurrentProcessId());
   const unsigned long tid = static_cast<unsigned long>(ky_CurrentThreadId());
-  char stamp[kStampSize];
-  ky_DateTimeStamp(stamp, sizeof stamp);
-  const double elapsed = ky_ExecutionTimerElapsed();
+  // One clock reading serves both the stamp and the timer.
+  timeval now{};
+  const bool clock = ::gettimeofday(&now, nullptr) == 0;
+  char stamp[ky::detail::kDateTimeText];
+  ky::detail::FormatDateTime(stamp, clock ? &now : nullptr);
+  int64_t elapsed = 0;
+  if (clock) {
+    if (!ky::detail::ElapsedMicros(int64_t{now.tv_sec} * 1000000 + now.tv_usec, &elapsed)) {
+      elapsed = 0;
+    }
+  } else {
+    ky_ExecutionTimerStart();  // the first record still starts the timer
+  }
+  char seconds[ky::detail::kSecondsText];
+  ky::detail::FormatSeconds(seconds, elapsed);
 
+  // "{%s%s%s} [ %s %0.4lf ] " and "(pid=%s:%lu,tid=%lu) < %s @ %s:%d >",
+  // assembled by hand: the same text, without the printf engine's cost.
   char header[kHeaderSize];
-  ky_snzprintf(header, sizeof header, "{%s%s%s} [ %s %0.4lf ] ", name ? name : "", name ? ":" : "",
-               ky::log::LevelAbbreviation(level), stamp, elapsed);
+  Text h(header, sizeof header);
+  h.Put('{');
+  if (name) {
+    h.Put(name);
+    h.Put(':');
+  }
+  h.Put(ky::log::LevelAbbreviation(level));
+  h.Put("} [ ");
+  h.Put(stamp);
+  h.Put(' ');
+  h.Put(seconds);
+  h.Put(" ] ");
+  h.Finish();
+
   char origin[kOriginSize];
-  ky_snzprintf(origin, sizeof origin, "(pid=%s:%lu,tid=%lu) < %s @ %s:%d >", OwnProcessName(), pid,
-               tid, function, file, line);
+  Text o(origin, sizeof origin);
+  o.Put("(pid=");
+  o.Put(OwnProcessName());
+  o.Put(':');
+  o.PutNumber(pid);
+  o.Put(",tid=");
+  o.PutNumber(tid);
+  o.Put(") < ");
+  o.Put(function);
+  o.Put(" @ ");
+  o.Put(file);
+  o.Put(':');
+  o.PutNumber(line < 0 ? 0ul - static_cast<unsigned long>(line) : static_cast<unsigned long>(line),
+              line < 0);
+  o.Put(" >");
+  o.Finish();
   char message[kMessageSize];
-  message[0] = '\0';
-  ky_vsnzprintf(message, sizeof message, format, args);
+  FormatMessage(message, format, args);
 
   LockStep(&t);
   Sink sink(t.fd, crlf != 0);
@@ -249,8 +427,7 @@ void ky_log_ex_print_va(const char* path, LogFileHandle** slot, int mode, int cr
   Target t;
   if (!OpenStep(path, slot, mode, &t)) return;
   char message[kMessageSize];
-  message[0] = '\0';
-  ky_vsnzprintf(message, sizeof message, format, args);
+  FormatMessage(message, format, args);
   WriteText(t, crlf, message);
 }
 
