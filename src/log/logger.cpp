@@ -89,11 +89,17 @@ log& log::operator=(const log& other) {
 log::~log() {
   pthread_mutex_lock(&_mutex);
   _enabled = false;
+  // A logger destroyed while held still holds the mutex once for each Lock
+  // that opened or nested on the file, all of them on this thread (another
+  // holder would have kept the lock above waiting). Give those back too: a
+  // mutex must not be destroyed while locked.
+  uint32_t outstanding = 0;
   if (_handle) {
     ky_log_ex_writedata(_file.c_str(), &_handle, UseHeldAndRelease, "", 0);
+    outstanding = _lockDepth;
     _lockDepth = 0;
   }
-  pthread_mutex_unlock(&_mutex);
+  for (uint32_t i = 0; i <= outstanding; ++i) pthread_mutex_unlock(&_mutex);
   pthread_mutex_destroy(&_mutex);
 }
 
