@@ -15,9 +15,10 @@
 // closing any descriptor of the file in the process drops them (a per-call
 // writer closing the file ends a held logger's lock early). Each record is
 // handed to the kernel in one appending write where its line breaks allow,
-// which keeps it whole even then. Writers keep all their
-// buffers on the stack, allocate nothing (except the handle of OpenAndHold),
-// report nothing and write nothing when the file cannot be opened.
+// which keeps it whole even then. Writers keep all their buffers on the
+// stack (about 32 KiB of it), allocate nothing (except the handle of
+// OpenAndHold), report nothing and write nothing when the file cannot be
+// opened.
 //
 // Levels are plain ints: negative is ALWAYS, 0 EMERG ... 7 DEBUG, above 7
 // debug-plus. Lower is more severe. The writers do not filter by level:
