@@ -26,9 +26,13 @@ bool WantsHelp(int argc, char** argv);
 // Commands, one per entry of the table in main.cpp.
 int RunFormat(int argc, char** argv);
 int RunDemo(int argc, char** argv);
+int RunLog(int argc, char** argv);
+int RunHexdump(int argc, char** argv);
 
 // Sections of `kyutil demo`, one per family.
 void DemoStrings();
+void DemoPlatform();
+void DemoLog();
 
 }  // namespace kyutil
 

@@ -15,6 +15,24 @@ const Command kCommands[] = {
      "quote braces ('{0}' stays as written, '' is one quote); backslash escapes\n"
      "such as \\n, \\101 and \\x41 are expanded.\n",
      RunFormat},
+    {"log", "append one record to a log file",
+     "usage: kyutil log [--file PATH] [--name NAME] [--level LEVEL] [--] [MESSAGE...]\n"
+     "\n"
+     "Appends one record holding MESSAGE (the words joined by spaces) to the log\n"
+     "file, under the file lock that other writers of the file respect. Without\n"
+     "MESSAGE every line of stdin becomes a record.\n"
+     "\n"
+     "  --file PATH    the log file (default: quorvel.log in $TEMP, $TMP or /tmp)\n"
+     "  --name NAME    component name shown in the record (default: kyutil)\n"
+     "  --level LEVEL  name (ERROR), abbreviation (er) or number (3); default NOTICE\n",
+     RunLog},
+    {"hexdump", "hex dump of a file or stdin, equal lines folded",
+     "usage: kyutil hexdump [--width N] [--prefix TEXT] [FILE]\n"
+     "\n"
+     "Prints offset, hex bytes and printable characters of FILE (or stdin when\n"
+     "FILE is absent or -), N bytes a line (default 16). Runs of equal lines show\n"
+     "as one '*' line. TEXT is printed before every line.\n",
+     RunHexdump},
     {"demo", "a short tour of the library on built-in sample data",
      "usage: kyutil demo\n"
      "\n"
@@ -26,6 +44,8 @@ const Command kCommands[] = {
 // meets them in the README.
 void (*const kDemoSections[])() = {
     DemoStrings,
+    DemoPlatform,
+    DemoLog,
 };
 
 const Command* Find(const char* name) {
