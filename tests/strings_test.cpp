@@ -13,20 +13,6 @@ namespace {
 
 using ky::test::AllocScope;
 
-constexpr char kSentinel = '#';
-
-// A destination pre-filled with sentinels, so every byte the entry stores (and
-// every byte it should not have stored) shows in a whole-buffer comparison.
-struct Dest {
-  char bytes[16];
-  Dest() { std::memset(bytes, kSentinel, sizeof bytes); }
-  // The expected buffer: `stored` at the start, sentinels after it.
-  static std::string With(const std::string& stored) {
-    return stored + std::string(16 - stored.size(), kSentinel);
-  }
-  std::string All() const { return std::string(bytes, sizeof bytes); }
-};
-
 TEST(StrLen, NullZeroAndBound) {
   EXPECT_EQ(ky_strlen(nullptr), 0u);
   EXPECT_EQ(ky_strlen("abc"), 3u);
@@ -41,6 +27,8 @@ TEST(StrLen, NullZeroAndBound) {
 }
 
 using CopyFn = char* (*)(char*, const char*, size_t);
+char* Cpy(char* d, const char* s, size_t) { return ky_strcpy(d, s); }
+char* CpyEp(char* d, const char* s, size_t) { return ky_strcpy_ep(d, s); }
 
 struct CopyCase {
   CopyFn plain, ep;
@@ -50,96 +38,77 @@ struct CopyCase {
   ptrdiff_t end;       // the _ep result, as an offset from dst
 };
 
-// ky_strxncpy: n is a capacity, the NUL is stored only if it fits.
-// ky_strxnzcpy: n counts characters, the NUL always follows them.
-TEST(StrCopy, BoundedCopyTable) {
+// Each copy runs into a sentinel-filled buffer and the whole buffer is
+// compared, so a byte stored past the contract (padding, a stray NUL) shows.
+// ky_strxncpy's n is a capacity, the NUL stored only if it fits;
+// ky_strxnzcpy's n counts characters, the NUL always follows them.
+TEST(StrCopy, CopyTable) {
   const CopyFn xn = ky_strxncpy, xn_ep = ky_strxncpy_ep;
   const CopyFn xnz = ky_strxnzcpy, xnz_ep = ky_strxnzcpy_ep;
+  const std::string nul(1, '\0');
   const CopyCase cases[] = {
       {xn, xn_ep, "abc", 3, "abc", 3},
-      {xn, xn_ep, "abc", 4, std::string("abc\0", 4), 3},
-      {xn, xn_ep, "abc", 10, std::string("abc\0", 4), 3},
+      {xn, xn_ep, "abc", 4, "abc" + nul, 3},
+      {xn, xn_ep, "abc", 10, "abc" + nul, 3},
       {xn, xn_ep, "abc", 0, "", 0},
-      {xn, xn_ep, "", 3, std::string("\0", 1), 0},
+      {xn, xn_ep, "abc", SIZE_MAX, "", 0},  // the end address wraps: no room
+      {xn, xn_ep, "", 3, nul, 0},
       {xn, xn_ep, "abcdef", 2, "ab", 2},
-      {xnz, xnz_ep, "abc", 3, std::string("abc\0", 4), 3},
-      {xnz, xnz_ep, "abc", 0, std::string("\0", 1), 0},
-      {xnz, xnz_ep, "abcdef", 2, std::string("ab\0", 3), 2},
-      {xnz, xnz_ep, "ab", 10, std::string("ab\0", 3), 2},
-      {xnz, xnz_ep, "", 5, std::string("\0", 1), 0},
+      {xn, xn_ep, nullptr, 3, "", 0},
+      {xnz, xnz_ep, "abc", 3, "abc" + nul, 3},
+      {xnz, xnz_ep, "abc", 0, nul, 0},
+      {xnz, xnz_ep, "abc", SIZE_MAX, nul, 0},
+      {xnz, xnz_ep, "abcdef", 2, "ab" + nul, 2},
+      {xnz, xnz_ep, "ab", 10, "ab" + nul, 2},
+      {xnz, xnz_ep, "", 5, nul, 0},
+      {xnz, xnz_ep, nullptr, 3, "", 0},
+      {Cpy, CpyEp, "hello", 0, "hello" + nul, 5},
+      {Cpy, CpyEp, "", 0, nul, 0},
+      {Cpy, CpyEp, nullptr, 0, "", 0},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.plain == xn ? "xncpy " : "xnzcpy ") + c.src +
-                 " n=" + std::to_string(c.n));
-    Dest a, b;
-    EXPECT_EQ(c.plain(a.bytes, c.src, c.n), a.bytes);
-    EXPECT_EQ(a.All(), Dest::With(c.stored));
-    EXPECT_EQ(c.ep(b.bytes, c.src, c.n) - b.bytes, c.end);
-    EXPECT_EQ(b.All(), Dest::With(c.stored));
+    SCOPED_TRACE(std::string(c.src ? c.src : "(null)") + " n=" + std::to_string(c.n));
+    const std::string expected = c.stored + std::string(16 - c.stored.size(), '#');
+    char a[16], b[16];
+    std::memset(a, '#', sizeof a);
+    std::memset(b, '#', sizeof b);
+    EXPECT_EQ(c.plain(a, c.src, c.n), a);
+    EXPECT_EQ(std::string(a, sizeof a), expected);
+    EXPECT_EQ(c.ep(b, c.src, c.n) - b, c.end);
+    EXPECT_EQ(std::string(b, sizeof b), expected);
   }
-}
-
-// A size whose end address wraps means "no room", like 0.
-TEST(StrCopy, WrappingSizeMeansNoRoom) {
-  Dest a, b;
-  EXPECT_EQ(ky_strxncpy_ep(a.bytes, "abc", SIZE_MAX), a.bytes);
-  EXPECT_EQ(a.All(), Dest::With(""));
-  EXPECT_EQ(ky_strxnzcpy_ep(b.bytes, "abc", SIZE_MAX), b.bytes);
-  EXPECT_EQ(b.All(), Dest::With(std::string("\0", 1)));
-}
-
-TEST(StrCopy, NullArgumentsStoreNothing) {
-  Dest d;
-  EXPECT_EQ(ky_strcpy(d.bytes, nullptr), d.bytes);
-  EXPECT_EQ(ky_strcpy_ep(d.bytes, nullptr), d.bytes);
-  EXPECT_EQ(ky_strxncpy(d.bytes, nullptr, 3), d.bytes);
-  EXPECT_EQ(ky_strxncpy_ep(d.bytes, nullptr, 3), d.bytes);
-  EXPECT_EQ(ky_strxnzcpy(d.bytes, nullptr, 3), d.bytes);
-  EXPECT_EQ(ky_strxnzcpy_ep(d.bytes, nullptr, 3), d.bytes);
-  EXPECT_EQ(d.All(), Dest::With(""));
-  EXPECT_EQ(ky_strcpy(nullptr, "abc"), nullptr);
   EXPECT_EQ(ky_strxnzcpy_ep(nullptr, "abc", 3), nullptr);
-}
-
-TEST(StrCopy, CpyAndEndPointer) {
-  Dest a, b, c;
-  EXPECT_EQ(ky_strcpy(a.bytes, "hello"), a.bytes);
-  EXPECT_EQ(a.All(), Dest::With(std::string("hello\0", 6)));
-  EXPECT_EQ(ky_strcpy_ep(b.bytes, "hello"), b.bytes + 5);
-  EXPECT_EQ(b.All(), Dest::With(std::string("hello\0", 6)));
-  EXPECT_EQ(ky_strcpy_ep(c.bytes, ""), c.bytes);
-  EXPECT_EQ(c.All(), Dest::With(std::string("\0", 1)));
 }
 
 // Chained bounded copies pick up where the last one ended.
 TEST(StrCopy, XncpyEpChains) {
-  Dest d;
-  char* p = ky_strxncpy_ep(d.bytes, "abc", 8);
-  p = ky_strxncpy_ep(p, "def", 8 - static_cast<size_t>(p - d.bytes));
-  p = ky_strxncpy_ep(p, "ghijk", 8 - static_cast<size_t>(p - d.bytes));
-  EXPECT_EQ(p, d.bytes + 8);
-  EXPECT_EQ(d.All(), Dest::With("abcdefgh"));
+  char d[8];
+  char* p = ky_strxncpy_ep(d, "abc", 8);
+  p = ky_strxncpy_ep(p, "def", 8 - static_cast<size_t>(p - d));
+  p = ky_strxncpy_ep(p, "ghijk", 8 - static_cast<size_t>(p - d));
+  EXPECT_EQ(p, d + 8);
+  EXPECT_EQ(std::string(d, 8), "abcdefgh");
 }
 
 TEST(StrDup, BlocksComeFromTheHooksWithTheContractSize) {
   AllocScope scope;
-  char* a = ky_strdup("abc");
-  char* b = ky_strndup("abcdef", 3);
-  char* c = ky_strndup("ab", 100);
-  char* d = ky_strdup_dbg(1, 2, 3, "xy");
-  char* e = ky_strndup_dbg(UINTPTR_MAX, 0, 7, "xyz", 1);
-  ASSERT_TRUE(a && b && c && d && e);
-  EXPECT_STREQ(a, "abc");
-  EXPECT_EQ(ky::test::BlockSize(a), 4u);
-  EXPECT_STREQ(b, "abc");
-  EXPECT_EQ(ky::test::BlockSize(b), 4u);
-  // The reserved size is n + 1 whatever the source's length.
-  EXPECT_STREQ(c, "ab");
-  EXPECT_EQ(ky::test::BlockSize(c), 101u);
-  EXPECT_STREQ(d, "xy");
-  EXPECT_STREQ(e, "x");
-  EXPECT_EQ(scope.Taken(), 5u);
-  for (char* p : {a, b, c, d, e}) ky_free(p);
+  struct {
+    char* block;
+    const char* text;
+    size_t size;
+  } cases[] = {
+      {ky_strdup("abc"), "abc", 4},
+      {ky_strndup("abcdef", 3), "abc", 4},
+      {ky_strndup("ab", 100), "ab", 101},  // n + 1 reserved whatever the source's length
+      {ky_strdup_dbg(1, 2, 3, "xy"), "xy", 3},
+      {ky_strndup_dbg(UINTPTR_MAX, 0, 7, "xyz", 1), "x", 2},
+  };
+  for (const auto& c : cases) {
+    ASSERT_NE(c.block, nullptr) << c.text;
+    EXPECT_STREQ(c.block, c.text);
+    EXPECT_EQ(ky::test::BlockSize(c.block), c.size) << c.text;
+    ky_free(c.block);
+  }
 }
 
 TEST(StrDup, NullAndExhaustion) {
