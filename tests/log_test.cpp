@@ -36,16 +36,15 @@ void LogEx(const char* path, LogFileHandle** slot, int mode, int crlf, const cha
 // Whether another process holds a write lock on the file: a child asks for
 // it without waiting. Call only while this process runs a single thread.
 bool LockedByAnotherProcess(const std::string& path) {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
   const pid_t child = ::fork();
   if (child == 0) {
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
     const int fd = ::open(path.c_str(), O_WRONLY);
     ::_exit(fd < 0 ? 2 : ::fcntl(fd, F_SETLK, &lock) == 0 ? 0 : 1);
   }
   int status = 0;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 1;
+  return ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 1;
 }
 
 TEST(LogLevel, NamesAndParsing) {

@@ -99,7 +99,7 @@ TEST(PathText, FixStripDirectoryJoin) {
   EXPECT_EQ(unterminated[4], '#');
 }
 
-TEST(Files, ExistDeleteTempDir) {
+TEST(FilesAndProcess, ExistDeleteTempDirSleepIds) {
   ScratchDir dir;
   const std::string file = dir / "f";
   std::ofstream(file) << "x";
@@ -115,7 +115,12 @@ TEST(Files, ExistDeleteTempDir) {
   EXPECT_STREQ(ky_TempDir(), "/t2");
   SetEnv("TEMP", "");  // set but empty still counts as set
   EXPECT_STREQ(ky_TempDir(), "");
-}
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(ky_Sleep(20), 0);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
+  EXPECT_EQ(ky_CurrentProcessId(), static_cast<long>(::getpid()));
+  EXPECT_EQ(ky_CurrentThreadId(), static_cast<long>(::syscall(SYS_gettid)));
+}  // other threads and forked children: see the log reliability test
 
 TEST(Stamps, FormatsAndRounding) {
   SetEnv("TZ", "UTC0");
@@ -146,13 +151,5 @@ TEST(Stamps, FormatsAndRounding) {
   EXPECT_EQ(std::strlen(ky_DateTimeStamp(buf, sizeof buf)), 19u);
   EXPECT_EQ(std::strlen(ky_TimeStamp(buf, sizeof buf)), 8u);
 }
-
-TEST(SleepAndIds, SleepsAndKnowsWhoItIs) {
-  const auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(ky_Sleep(20), 0);
-  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(20));
-  EXPECT_EQ(ky_CurrentProcessId(), static_cast<long>(::getpid()));
-  EXPECT_EQ(ky_CurrentThreadId(), static_cast<long>(::syscall(SYS_gettid)));
-}  // other threads and forked children: see the log reliability test
 
 }  // namespace
