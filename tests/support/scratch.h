@@ -1,79 +1,66 @@
-// File-system and environment helpers for tests: a fresh directory per test,
-// removed with its contents at the end, and environment variables put back
-// as they were.
+// Test helpers: a scratch directory, file contents, and a wall clock that
+// tests can stop or break. Include it from one source file per executable:
+// it defines gettimeofday, which then answers the library's calls.
 #ifndef KY_TESTS_SCRATCH_H
 #define KY_TESTS_SCRATCH_H
 
+#include <sys/time.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <optional>
+#include <sstream>
 #include <string>
-#include <system_error>
 
 namespace ky::test {
 
-// A new empty directory under the system's temporary directory.
-class ScratchDir {
- public:
-  ScratchDir() {
-    const char* base = std::getenv("TMPDIR");
-    std::string pattern = std::string(base && *base ? base : "/tmp") + "/kytest.XXXXXX";
-    path_ = ::mkdtemp(pattern.data()) ? pattern : std::string();
-  }
-  ~ScratchDir() {
-    std::error_code ec;
-    if (!path_.empty()) std::filesystem::remove_all(path_, ec);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
+constexpr long long kInstant = 1709647629;  // 2024-03-05 14:07:09 UTC
 
-  const std::string& Path() const { return path_; }
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
+inline std::atomic<int> g_clock{0};  // 0 real, 1 fixed at g_fixed, 2 failing
+inline timeval g_fixed{};
+inline void SetClock(long long seconds, long micros) {
+  g_fixed = {static_cast<time_t>(seconds), micros};
+  g_clock = 1;
+}
+struct ClockScope {
+  ~ClockScope() { g_clock = 0; }
 };
 
-// Whole contents of a file; "" when it cannot be read.
-inline std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+// Each test executable owns its environment, so settings are not restored.
+inline void SetEnv(const char* name, const char* value) {
+  value ? ::setenv(name, value, 1) : ::unsetenv(name);
+  ::tzset();
 }
 
-// Sets or clears an environment variable for a scope, then restores it.
-class EnvVar {
- public:
-  explicit EnvVar(const char* name) : name_(name) {
-    if (const char* v = std::getenv(name)) old_ = v;
+// A new empty directory, removed with its contents at the end of the scope.
+struct ScratchDir {
+  std::string path = std::string(std::getenv("TMPDIR") ?: "/tmp") + "/kytest.XXXXXX";
+  const char* made = ::mkdtemp(path.data());
+  ~ScratchDir() {
+    std::error_code ec;
+    if (made) std::filesystem::remove_all(path, ec);
   }
-  EnvVar(const char* name, const char* value) : EnvVar(name) { Set(value); }
-  ~EnvVar() {
-    if (old_) {
-      ::setenv(name_, old_->c_str(), 1);
-    } else {
-      ::unsetenv(name_);
-    }
-  }
-  EnvVar(const EnvVar&) = delete;
-  EnvVar& operator=(const EnvVar&) = delete;
-
-  void Set(const char* value) {
-    if (value) {
-      ::setenv(name_, value, 1);
-    } else {
-      ::unsetenv(name_);
-    }
-  }
-
- private:
-  const char* name_;
-  std::optional<std::string> old_;
+  std::string operator/(const std::string& name) const { return path + "/" + name; }
 };
 
+inline std::string ReadFile(const std::string& path) {
+  std::ostringstream out;
+  out << std::ifstream(path, std::ios::binary).rdbuf();
+  return out.str();
+}
+
 }  // namespace ky::test
+
+extern "C" int gettimeofday(timeval* tv, void*) noexcept {
+  if (ky::test::g_clock == 2) return errno = EFAULT, -1;
+  timespec now{};
+  ::clock_gettime(CLOCK_REALTIME, &now);
+  *tv = ky::test::g_clock == 1 ? ky::test::g_fixed : timeval{now.tv_sec, now.tv_nsec / 1000};
+  return 0;
+}
 
 #endif  // KY_TESTS_SCRATCH_H
