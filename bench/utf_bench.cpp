@@ -57,9 +57,9 @@ U8 Generate(Corpus kind) {
     state ^= state << 17;
     return static_cast<uint32_t>(state % bound);
   };
-  static const uint32_t kAccented[] = {0xE9, 0xE8, 0xEA, 0xE0, 0xE7, 0xF4, 0xFC, 0xF6, 0xE4, 0xDF,
-                                       0xF1, 0xE1, 0xED, 0xF3, 0xFA, 0x105, 0x119, 0x142, 0x144,
-                                       0x15B, 0x17A, 0x17C, 0x107, 0x161, 0x10D, 0x17E, 0x159};
+  static const uint32_t kAccented[] = {
+      0xE9, 0xE8,  0xEA,  0xE0,  0xE7,  0xF4,  0xFC,  0xF6,  0xE4,  0xDF,  0xF1,  0xE1,  0xED, 0xF3,
+      0xFA, 0x105, 0x119, 0x142, 0x144, 0x15B, 0x17A, 0x17C, 0x107, 0x161, 0x10D, 0x17E, 0x159};
   U8 s;
   s.reserve(kCorpusBytes + 64);
   while (s.size() < kCorpusBytes) {
@@ -172,9 +172,7 @@ void IcuConverter(benchmark::State& state, const U8& src, const char* to) {
 
 Corpus Kind(const benchmark::State& state) { return static_cast<Corpus>(state.range(0)); }
 
-void BM_Utf8To16_ky(benchmark::State& state) {
-  Ky<unsigned short>(state, Utf8(Kind(state)));
-}
+void BM_Utf8To16_ky(benchmark::State& state) { Ky<unsigned short>(state, Utf8(Kind(state))); }
 void BM_Utf8To16_icu(benchmark::State& state) {
   const U8& src = Utf8(Kind(state));
   std::vector<UChar> dst(src.size() + 16);
@@ -194,9 +192,7 @@ void BM_Utf8To16_iconv(benchmark::State& state) {
   Iconv<unsigned short>(state, Utf8(Kind(state)), "UTF-16LE", "UTF-8");
 }
 
-void BM_Utf16To8_ky(benchmark::State& state) {
-  Ky<unsigned char>(state, Utf16(Kind(state)));
-}
+void BM_Utf16To8_ky(benchmark::State& state) { Ky<unsigned char>(state, Utf16(Kind(state))); }
 void BM_Utf16To8_icu(benchmark::State& state) {
   const U16& src = Utf16(Kind(state));
   std::vector<char> dst(src.size() * 3 + 16);
@@ -204,8 +200,8 @@ void BM_Utf16To8_icu(benchmark::State& state) {
     UErrorCode err = U_ZERO_ERROR;
     int32_t len = 0;
     u_strToUTF8WithSub(dst.data(), static_cast<int32_t>(dst.size()), &len,
-                       reinterpret_cast<const UChar*>(src.data()),
-                       static_cast<int32_t>(src.size()), 0xFFFD, nullptr, &err);
+                       reinterpret_cast<const UChar*>(src.data()), static_cast<int32_t>(src.size()),
+                       0xFFFD, nullptr, &err);
     if (U_FAILURE(err)) state.SkipWithError("u_strToUTF8WithSub failed");
     benchmark::DoNotOptimize(len);
     benchmark::ClobberMemory();
@@ -232,9 +228,7 @@ void BM_Utf16To8_iconv(benchmark::State& state) {
   Count(state, src);
 }
 
-void BM_Utf8To32_ky(benchmark::State& state) {
-  Ky<unsigned int>(state, Utf8(Kind(state)));
-}
+void BM_Utf8To32_ky(benchmark::State& state) { Ky<unsigned int>(state, Utf8(Kind(state))); }
 void BM_Utf8To32_icu(benchmark::State& state) {
   IcuConverter<unsigned int>(state, Utf8(Kind(state)), "UTF-32LE");
 }
@@ -242,9 +236,7 @@ void BM_Utf8To32_iconv(benchmark::State& state) {
   Iconv<unsigned int>(state, Utf8(Kind(state)), "UTF-32LE", "UTF-8");
 }
 
-void BM_Utf8To8_ky(benchmark::State& state) {
-  Ky<unsigned char>(state, Utf8(Kind(state)));
-}
+void BM_Utf8To8_ky(benchmark::State& state) { Ky<unsigned char>(state, Utf8(Kind(state))); }
 void BM_Utf8To8_icu(benchmark::State& state) {
   IcuConverter<unsigned char>(state, Utf8(Kind(state)), "UTF-8");
 }

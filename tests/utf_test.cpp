@@ -116,8 +116,8 @@ class Gen {
       case 3:
         return 0x10000 + Below(0x100000);
       default: {
-        static const uint32_t kEdges[] = {0, 0x7F, 0x80, 0x7FF, 0x800, 0xD7FF, 0xE000, 0xFFFD,
-                                          0xFFFE, 0xFFFF, 0x10000, 0x10FFFF};
+        static const uint32_t kEdges[] = {0,      0x7F,   0x80,   0x7FF,  0x800,   0xD7FF,
+                                          0xE000, 0xFFFD, 0xFFFE, 0xFFFF, 0x10000, 0x10FFFF};
         return kEdges[Below(sizeof kEdges / sizeof *kEdges)];
       }
     }
@@ -141,7 +141,8 @@ class Gen {
         uint32_t cp = 0x80 + Below(0x10FF80);
         if (cp >= 0xD800 && cp <= 0xDFFF) cp += 0x800;
         Units<U8> one = RefConvert<U8, U32>(&cp, 1, ReplaceInvalid).out;
-        s.insert(s.end(), one.begin(), one.begin() + 1 + Below(static_cast<uint32_t>(one.size() - 1)));
+        s.insert(s.end(), one.begin(),
+                 one.begin() + 1 + Below(static_cast<uint32_t>(one.size() - 1)));
         break;
       }
       case 4:  // stray continuation bytes
@@ -482,39 +483,74 @@ TEST(UtfConvert, Utf8ToUtf16Cases) {
       {"empty, room 0", {}, ReplaceInvalid, 0, ConvertOk, {}, 0},
       {"room 0 with source", {'a'}, ReplaceInvalid, 0, ConvertDestinationFull, {}, 0},
       {"room and source end together", {'a', 'b'}, StopOnInvalid, 2, ConvertOk, {'a', 'b'}, 2},
-      {"truncated at end, replace", {'x', 0xE2, 0x82}, ReplaceInvalid, 9, ConvertOk,
-       {'x', R, R}, 3},
+      {"truncated at end, replace",
+       {'x', 0xE2, 0x82},
+       ReplaceInvalid,
+       9,
+       ConvertOk,
+       {'x', R, R},
+       3},
       {"truncated at end, skip", {0xE2, 0x82}, SkipInvalid, 9, ConvertOk, {}, 2},
-      {"truncated at end, stop", {'x', 0xE2, 0x82}, StopOnInvalid, 9, ConvertInvalidSequence,
-       {'x'}, 1},
+      {"truncated at end, stop",
+       {'x', 0xE2, 0x82},
+       StopOnInvalid,
+       9,
+       ConvertInvalidSequence,
+       {'x'},
+       1},
       {"stray continuation", {0x80, 'a'}, ReplaceInvalid, 9, ConvertOk, {R, 'a'}, 2},
       {"encoded surrogate", {0xED, 0xA0, 0x80}, ReplaceInvalid, 9, ConvertOk, {R, R, R}, 3},
       {"0xED below the surrogates", {0xED, 0x9F, 0xBF}, StopOnInvalid, 9, ConvertOk, {0xD7FF}, 3},
       {"0xF4 above 0x10FFFF", {0xF4, 0x90, 0x80, 0x80}, SkipInvalid, 9, ConvertOk, {}, 4},
       {"0x10FFFF", {0xF4, 0x8F, 0xBF, 0xBF}, StopOnInvalid, 9, ConvertOk, {0xDBFF, 0xDFFF}, 4},
-      {"0xF5 never leads", {0xF5, 0x80, 0x80, 0x80}, ReplaceInvalid, 9, ConvertOk, {R, R, R, R},
-       4},
+      {"0xF5 never leads", {0xF5, 0x80, 0x80, 0x80}, ReplaceInvalid, 9, ConvertOk, {R, R, R, R}, 4},
       // Overlong forms are accepted and decoded as written.
       {"overlong two bytes", {0xC0, 0x80, 0xC1, 0xBF}, StopOnInvalid, 9, ConvertOk, {0, 0x7F}, 4},
       {"overlong three bytes", {0xE0, 0x80, 0x80}, StopOnInvalid, 9, ConvertOk, {0}, 3},
       // The pair formula wraps in 16 bits for an overlong four-byte form.
-      {"overlong four bytes", {0xF0, 0x80, 0x80, 0x80}, StopOnInvalid, 9, ConvertOk,
-       {0xFFC0, 0xDC00}, 4},
-      {"four bytes, room 1", {0xF0, 0x9F, 0x98, 0x80}, StopOnInvalid, 1, ConvertDestinationFull,
-       {}, 0},
-      {"four bytes, room 2", {0xF0, 0x9F, 0x98, 0x80}, StopOnInvalid, 2, ConvertOk,
-       {0xD83D, 0xDE00}, 4},
+      {"overlong four bytes",
+       {0xF0, 0x80, 0x80, 0x80},
+       StopOnInvalid,
+       9,
+       ConvertOk,
+       {0xFFC0, 0xDC00},
+       4},
+      {"four bytes, room 1",
+       {0xF0, 0x9F, 0x98, 0x80},
+       StopOnInvalid,
+       1,
+       ConvertDestinationFull,
+       {},
+       0},
+      {"four bytes, room 2",
+       {0xF0, 0x9F, 0x98, 0x80},
+       StopOnInvalid,
+       2,
+       ConvertOk,
+       {0xD83D, 0xDE00},
+       4},
       {"a 0 unit is a character", {'a', 0, 'b'}, StopOnInvalid, 9, ConvertOk, {'a', 0, 'b'}, 3},
-      {"room 0 before skipped units", {'a', 0xFF}, SkipInvalid, 1, ConvertDestinationFull, {'a'},
+      {"room 0 before skipped units",
+       {'a', 0xFF},
+       SkipInvalid,
+       1,
+       ConvertDestinationFull,
+       {'a'},
        1},
-      {"room 0 before the offending unit", {'a', 0xFF}, StopOnInvalid, 1, ConvertDestinationFull,
-       {'a'}, 1},
+      {"room 0 before the offending unit",
+       {'a', 0xFF},
+       StopOnInvalid,
+       1,
+       ConvertDestinationFull,
+       {'a'},
+       1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    const Outcome<U16> run = c.opt == ReplaceInvalid ? Counted<U16, U8, ReplaceInvalid>(c.src, c.room)
-                             : c.opt == SkipInvalid  ? Counted<U16, U8, SkipInvalid>(c.src, c.room)
-                                                     : Counted<U16, U8, StopOnInvalid>(c.src, c.room);
+    const Outcome<U16> run =
+        c.opt == ReplaceInvalid ? Counted<U16, U8, ReplaceInvalid>(c.src, c.room)
+        : c.opt == SkipInvalid  ? Counted<U16, U8, SkipInvalid>(c.src, c.room)
+                                : Counted<U16, U8, StopOnInvalid>(c.src, c.room);
     EXPECT_EQ(run.result, c.result);
     EXPECT_EQ(run.out, c.out);
     EXPECT_EQ(run.consumed, c.consumed);

@@ -25,10 +25,12 @@ bool WantsHelp(int argc, char** argv);
 
 // Commands, one per entry of the table in main.cpp.
 int RunFormat(int argc, char** argv);
+int RunTranscode(int argc, char** argv);
 int RunDemo(int argc, char** argv);
 
 // Sections of `kyutil demo`, one per family.
 void DemoStrings();
+void DemoUtf();
 
 }  // namespace kyutil
 

@@ -10,8 +10,7 @@ bool utf_enumerator<T>::next(unsigned int& cp) {
     cp = 0xFFFD;
     return false;
   }
-  const auto c =
-      detail::Decoder<T, true>::Decode(current, static_cast<size_t>(end - current));
+  const auto c = detail::Decoder<T, true>::Decode(current, static_cast<size_t>(end - current));
   if (c.len != 0) {
     cp = c.cp;
     current += c.len;

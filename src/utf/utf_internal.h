@@ -100,9 +100,9 @@ struct Decoder<unsigned char, kBounded> {
     // 0x8F, lie above 0x10FFFF.
     if ((w & 0xC0C0C0F8) == 0x808080F0 && (w & 0xFF) <= 0xF4 &&
         ((w & 0xFF) != 0xF4 || (w & 0x3000) == 0)) {
-      return {((w & 0x07) << 18) | ((w & 0x3F00) << 4) | ((w & 0x3F0000) >> 10) |
-                  ((w >> 24) & 0x3F),
-              4};
+      return {
+          ((w & 0x07) << 18) | ((w & 0x3F00) << 4) | ((w & 0x3F0000) >> 10) | ((w >> 24) & 0x3F),
+          4};
     }
     return kIllFormed;
   }
@@ -496,21 +496,20 @@ size_t _conversion_length(const From* src, size_t& consumed) {
 // Instantiates and exports every member of the engine for destination unit
 // type To; each translation unit of src/utf/ takes one destination form, which
 // keeps the compile of each within bounds.
-#define KY_UTF_INSTANTIATE_POLICY(To, From, Opt)                                                  \
-  template KY_API size_t ky::utf::_char_convert<To, From, Opt>(To*, size_t, From);                \
-  template KY_API ky::utf::ConvertResult ky::utf::_basic_convert<To, From, Opt>(                  \
-      To*&, size_t&, const From*&, size_t&);                                                      \
-  template KY_API ky::utf::ConvertResult ky::utf::_basic_convert<To, From, Opt>(To*&, size_t&,    \
-                                                                                const From*&);    \
-  template KY_API size_t ky::utf::_conversion_length<To, From, Opt>(const From*, size_t,          \
-                                                                    size_t&);                     \
+#define KY_UTF_INSTANTIATE_POLICY(To, From, Opt)                                                   \
+  template KY_API size_t ky::utf::_char_convert<To, From, Opt>(To*, size_t, From);                 \
+  template KY_API ky::utf::ConvertResult ky::utf::_basic_convert<To, From, Opt>(                   \
+      To*&, size_t&, const From*&, size_t&);                                                       \
+  template KY_API ky::utf::ConvertResult ky::utf::_basic_convert<To, From, Opt>(To*&, size_t&,     \
+                                                                                const From*&);     \
+  template KY_API size_t ky::utf::_conversion_length<To, From, Opt>(const From*, size_t, size_t&); \
   template KY_API size_t ky::utf::_conversion_length<To, From, Opt>(const From*, size_t&);
-#define KY_UTF_INSTANTIATE_PAIR(To, From)                     \
+#define KY_UTF_INSTANTIATE_PAIR(To, From)                      \
   KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::ReplaceInvalid) \
   KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::SkipInvalid)    \
   KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::StopOnInvalid)  \
   KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::RejectInvalid)
-#define KY_UTF_INSTANTIATE_TO(To)            \
+#define KY_UTF_INSTANTIATE_TO(To)             \
   KY_UTF_INSTANTIATE_PAIR(To, unsigned char)  \
   KY_UTF_INSTANTIATE_PAIR(To, unsigned short) \
   KY_UTF_INSTANTIATE_PAIR(To, unsigned int)
