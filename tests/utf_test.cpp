@@ -444,6 +444,75 @@ TEST(UtfProperty, AsciiRunsBrokenAtEveryOffset) {
   }
 }
 
+// Long text in one script at a time (European, CJK, emoji among ASCII), with
+// now and then a broken unit, so the block and pair paths meet every kind of
+// boundary: converted whole and in rooms of up to 70 units, drained between
+// calls, for every pair under ReplaceInvalid and StopOnInvalid.
+TEST(UtfProperty, ScriptTextInRoomsOfAnySize) {
+  Gen gen(5);
+  auto script_text = [&](int script, size_t chars) {
+    Units<U32> cps;
+    for (size_t i = 0; i < chars; ++i) {
+      const uint32_t pick = gen.Below(10);
+      if (pick < 2) {
+        cps.push_back(' ');
+      } else if (pick < 7) {
+        cps.push_back('a' + gen.Below(26));
+      } else if (script == 0) {
+        cps.push_back(0xC0 + gen.Below(0x240));
+      } else if (script == 1) {
+        cps.push_back(0x4E00 + gen.Below(0x5000));
+      } else {
+        cps.push_back(0x1F300 + gen.Below(0x300));
+      }
+    }
+    return cps;
+  };
+  auto check = [&](auto to, auto from, auto policy, const Units<U32>& cps) {
+    using To = decltype(to);
+    using From = decltype(from);
+    constexpr InvalidSequenceOption kOpt = decltype(policy)::value;
+    Units<From> src = RefConvert<From, U32>(cps.data(), cps.size(), StopOnInvalid).out;
+    for (int breaks = gen.Below(3); breaks > 0 && !src.empty(); --breaks) {
+      src[gen.Below(static_cast<uint32_t>(src.size()))] =
+          static_cast<From>(sizeof(From) == 1 ? 0x80 + gen.Below(0x80) : 0xD800 + gen.Below(0x800));
+    }
+    const auto ref = RefConvert<To, From>(src.data(), src.size(), kOpt);
+    const auto whole = Counted<To, From, kOpt>(src, ref.out.size() + 8);
+    ASSERT_EQ(whole.out, ref.out);
+    ASSERT_EQ(whole.consumed, ref.consumed);
+    size_t consumed = 0;
+    ASSERT_EQ((_conversion_length<To, From, kOpt>(src.data(), src.size(), consumed)),
+              ref.out.size());
+    ASSERT_EQ(consumed, ref.consumed);
+    Units<To> drained;
+    size_t pos = 0;
+    for (;;) {
+      const Units<From> rest(src.begin() + static_cast<ptrdiff_t>(pos), src.end());
+      const auto part = Counted<To, From, kOpt>(rest, 4 + gen.Below(67));
+      pos += part.consumed;
+      drained.insert(drained.end(), part.out.begin(), part.out.end());
+      if (part.result != ConvertDestinationFull) {
+        ASSERT_EQ(part.result, ref.result);
+        break;
+      }
+    }
+    ASSERT_EQ(drained, ref.out);
+    ASSERT_EQ(pos, ref.consumed);
+  };
+  for (int script = 0; script < 3; ++script) {
+    for (int iter = 0; iter < 8; ++iter) {
+      const Units<U32> cps = script_text(script, 300 + gen.Below(300));
+      ForEachCombination([&](auto to, auto from, auto policy) {
+        if constexpr (decltype(policy)::value == ReplaceInvalid ||
+                      decltype(policy)::value == StopOnInvalid) {
+          check(to, from, policy, cps);
+        }
+      });
+    }
+  }
+}
+
 TEST(UtfProperty, EnumeratorYieldsTheReplaceConversion) {
   Gen gen(4);
   auto check = [&](auto unit) {

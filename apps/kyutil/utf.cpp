@@ -138,7 +138,8 @@ int RunTranscode(int argc, char** argv) {
   }
   const size_t unit = static_cast<size_t>(from / 8);
   if (input.size() % unit != 0) {
-    std::fprintf(stderr, "kyutil transcode: input of %zu bytes is not a whole number of %zu-byte units\n",
+    std::fprintf(stderr,
+                 "kyutil transcode: input of %zu bytes is not a whole number of %zu-byte units\n",
                  input.size(), unit);
     return kExitFailure;
   }
@@ -169,8 +170,8 @@ void DemoUtf() {
 
   size_t consumed = 0;
   const size_t need =
-      ky::utf::_conversion_length<unsigned short, unsigned char, ky::utf::RejectInvalid>(
-          text, len, consumed);
+      ky::utf::_conversion_length<unsigned short, unsigned char, ky::utf::RejectInvalid>(text, len,
+                                                                                         consumed);
   std::printf("  _conversion_length, RejectInvalid -> %zu units, stops at byte %zu\n", need,
               consumed);
 

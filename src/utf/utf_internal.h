@@ -310,6 +310,231 @@ inline size_t AsciiRun(To* d, const From* s, size_t limit) {
   return i;
 }
 
+// Text in one script repeats one sequence length, so two UTF-8 characters of
+// two or of three bytes are recognised in one compare and decoded together.
+// Decodes, writes (when kWrite) and consumes them, returning the number of
+// destination units, or returns 0 and touches nothing when the next two
+// characters are not both such. The caller guarantees 8 readable bytes and
+// room for 6 units. Same rules as Decoder::DecodeWord, applied twice.
+template <bool kWrite, typename To>
+inline size_t TwoCharacters(To* d, const unsigned char*& s, size_t& n) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  uint64_t w;
+  std::memcpy(&w, s, 8);
+  if ((w & 0xC0E0C0E0) == 0x80C080C0) {
+    if constexpr (kWrite) {
+      if constexpr (std::is_same_v<To, unsigned char>) {
+        std::memcpy(d, s, 4);
+      } else {
+        d[0] = static_cast<To>(((w & 0x1F) << 6) | ((w >> 8) & 0x3F));
+        d[1] = static_cast<To>(((w >> 10) & 0x7C0) | ((w >> 24) & 0x3F));
+      }
+    }
+    s += 4;
+    n -= 4;
+    return std::is_same_v<To, unsigned char> ? 4 : 2;
+  }
+  if ((w & 0xC0C0F0C0C0F0) == 0x8080E08080E0) {
+    const uint32_t a = static_cast<uint32_t>(w);
+    const uint32_t b = static_cast<uint32_t>(w >> 24);
+    const uint32_t cp0 = ((a & 0x0F) << 12) | ((a >> 2) & 0xFC0) | ((a >> 16) & 0x3F);
+    const uint32_t cp1 = ((b & 0x0F) << 12) | ((b >> 2) & 0xFC0) | ((b >> 16) & 0x3F);
+    if ((cp0 & 0xF800) == 0xD800 || (cp1 & 0xF800) == 0xD800) return 0;
+    if constexpr (kWrite) {
+      if constexpr (std::is_same_v<To, unsigned char>) {
+        std::memcpy(d, s, 6);
+      } else {
+        d[0] = static_cast<To>(cp0);
+        d[1] = static_cast<To>(cp1);
+      }
+    }
+    s += 6;
+    n -= 6;
+    return std::is_same_v<To, unsigned char> ? 6 : 2;
+  }
+#else
+  (void)d;
+  (void)s;
+  (void)n;
+#endif
+  return 0;
+}
+
+#if defined(__SSE2__)
+inline unsigned ByteMask(__m128i v, int and_mask, int equals) {
+  const __m128i m = _mm_and_si128(v, _mm_set1_epi8(static_cast<char>(and_mask)));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_cmpeq_epi8(m, _mm_set1_epi8(static_cast<char>(equals)))));
+}
+
+// Mixed text a block at a time: sixteen UTF-8 bytes v of ASCII and complete
+// sequences are validated with one set of masks instead of a branch per
+// character, which is what mispredicts in text that alternates between ASCII
+// and other letters. The rules are the decoder's: a block passes only if each
+// of its characters would decode well-formed (0xF4 only up to 0x8F, no
+// encoded surrogates, overlong forms accepted), and a sequence cut by the end
+// of the block is left for the next step. Into UTF-8 the bytes are the output
+// and every length is taken; into UTF-16 and UTF-32 the values are built in
+// vector lanes and only ASCII and two-byte forms are taken, as in European
+// text (runs of longer forms go faster through TwoCharacters). Returns the
+// source bytes consumed (0: not such a block; nothing touched) and adds the
+// destination units to `out`. Needs 16 readable bytes and room for 16 units.
+template <bool kWrite, typename To>
+inline size_t MixedBlock(To* d, __m128i v, size_t& out) {
+  constexpr bool kSame = std::is_same_v<To, unsigned char>;
+  const unsigned ascii = ~static_cast<unsigned>(_mm_movemask_epi8(v)) & 0xFFFF;
+  const unsigned cont = ByteMask(v, 0xC0, 0x80);
+  const unsigned lead2 = ByteMask(v, 0xE0, 0xC0);
+  const unsigned lead3 = kSame ? ByteMask(v, 0xF0, 0xE0) : 0;
+  const unsigned f4 = kSame ? ByteMask(v, 0xFF, 0xF4) : 0;
+  const unsigned lead4 = kSame ? ByteMask(v, 0xFC, 0xF0) | f4 : 0;
+  // A sequence that does not end inside the block ends the block before it.
+  // A branch, not a select: the next block's address then comes from the
+  // prediction instead of waiting for the masks.
+  const unsigned cut = (lead2 & 0x8000) | (lead3 & 0xC000) | (lead4 & 0xE000);
+  unsigned m = 16;
+  if (__builtin_expect(cut != 0, 0)) m = static_cast<unsigned>(__builtin_ctz(cut));
+  const unsigned keep = (1u << m) - 1;
+  if ((ascii | cont | lead2 | lead3 | lead4 | ~keep) != 0xFFFFFFFF) return 0;  // other bytes
+  // The continuations that the kept leads call for, and no others; a cut
+  // lead may not hide that an earlier sequence runs into it.
+  const unsigned l2 = lead2 & keep, l3 = lead3 & keep, l4 = lead4 & keep;
+  const unsigned want = (l2 << 1) | (l3 << 1) | (l3 << 2) | (l4 << 1) | (l4 << 2) | (l4 << 3);
+  if ((want & ~keep) != 0 || (cont & keep) != want) return 0;
+  if constexpr (kSame) {
+    // 0xED followed by 0xA0..0xBF encodes a surrogate; 0xF4 past 0x8F lies
+    // above 0x10FFFF.
+    if (((l3 & ByteMask(v, 0xFF, 0xED)) << 1) & ByteMask(v, 0xE0, 0xA0)) return 0;
+    if (((f4 & keep) << 1) & ~ByteMask(v, 0xF0, 0x80) & 0xFFFF) return 0;
+    // The bytes are the output: one whole-vector store, merged with what the
+    // room held past the block, so nothing there changes.
+    if constexpr (kWrite) {
+      const __m128i lanes = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+      const __m128i mine = _mm_cmplt_epi8(lanes, _mm_set1_epi8(static_cast<char>(m)));
+      const __m128i held = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d),
+                       _mm_or_si128(_mm_and_si128(mine, v), _mm_andnot_si128(mine, held)));
+    }
+    out += m;
+    return m;
+  } else {
+    const unsigned starts = (ascii | lead2) & keep;
+    const size_t count = static_cast<size_t>(__builtin_popcount(starts));
+    if constexpr (kWrite) {
+      // Each lane's value as if a character started there; the lanes that
+      // hold continuation bytes are then squeezed out.
+      const __m128i zero = _mm_setzero_si128();
+      const __m128i next = _mm_srli_si128(v, 1);
+      alignas(16) uint16_t lanes[16];
+      for (int half = 0; half < 2; ++half) {
+        const __m128i b = half ? _mm_unpackhi_epi8(v, zero) : _mm_unpacklo_epi8(v, zero);
+        const __m128i c = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
+        const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(b, _mm_set1_epi16(0x1F)), 6),
+                                         _mm_and_si128(c, _mm_set1_epi16(0x3F)));
+        const __m128i is_ascii = _mm_cmplt_epi16(b, _mm_set1_epi16(0x80));
+        const __m128i value =
+            _mm_or_si128(_mm_and_si128(is_ascii, b), _mm_andnot_si128(is_ascii, two));
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8 * half), value);
+      }
+      // Branch-free squeeze: every lane is stored, and only a start advances.
+      // The store after the last start lands one unit past the output; that
+      // unit is put back as it was.
+      const To saved = d[count];
+      size_t j = 0;
+      for (unsigned i = 0; i < m; ++i) {
+        d[j] = static_cast<To>(lanes[i]);
+        j += (starts >> i) & 1;
+      }
+      d[count] = saved;
+    }
+    out += count;
+    return m;
+  }
+}
+#endif
+
+// UTF-16 to UTF-8 for European text: eight units below 0x800 become one or
+// two bytes each without a branch per unit. Returns the bytes
+// written (0: not such a block; nothing touched). Needs 8 readable units and
+// room for 17 bytes.
+template <bool kWrite>
+inline size_t TwoByteBlock16(unsigned char* d, const unsigned short* s) {
+  const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i below800 =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), zero);
+  if (_mm_movemask_epi8(below800) != 0xFFFF) return 0;
+  const __m128i ascii =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xFF80))), zero);
+  const unsigned ascii_bytes = static_cast<unsigned>(_mm_movemask_epi8(ascii));
+  if (ascii_bytes == 0xFFFF) {
+    if constexpr (kWrite) _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(u, u));
+    return 8;
+  }
+  // Two bytes per lane, first byte low: ASCII as itself (second byte unused),
+  // others as the lead 0xC0 | u >> 6 and the trail 0x80 | (u & 0x3F).
+  const __m128i lead = _mm_or_si128(_mm_srli_epi16(u, 6), _mm_set1_epi16(0xC0));
+  const __m128i trail = _mm_or_si128(_mm_and_si128(u, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+  const __m128i first = _mm_or_si128(_mm_and_si128(ascii, u), _mm_andnot_si128(ascii, lead));
+  const __m128i pairs = _mm_or_si128(first, _mm_slli_epi16(trail, 8));
+  // Bytes of output: 8 plus one per non-ASCII unit.
+  const size_t count = 8 + static_cast<size_t>(__builtin_popcount(~ascii_bytes & 0xFFFF)) / 2;
+  if constexpr (kWrite) {
+    alignas(16) uint16_t lanes[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), pairs);
+    // Every lane stores two bytes and advances by its length; an ASCII lane's
+    // spare byte is overwritten by the next lane. The last lane stores only
+    // what is output.
+    size_t j = 0;
+    for (int i = 0; i < 7; ++i) {
+      std::memcpy(d + j, &lanes[i], 2);
+      j += 2 - ((ascii_bytes >> (2 * i)) & 1);
+    }
+    if (ascii_bytes & 0x4000) {
+      d[j] = static_cast<unsigned char>(lanes[7]);
+    } else {
+      std::memcpy(d + j, &lanes[7], 2);
+    }
+  }
+  return count;
+}
+
+// UTF-16 to UTF-8 for CJK text: eight units of 0x800..0xFFFF, none a
+// surrogate, become three bytes each at fixed places. Returns the bytes
+// written (0: not such a block; nothing touched). Needs 8 readable units and
+// room for 24 bytes.
+template <bool kWrite>
+inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
+  const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i below800 =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), zero);
+  const __m128i surrogate =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))),
+                      _mm_set1_epi16(static_cast<short>(0xD800)));
+  if (_mm_movemask_epi8(_mm_or_si128(below800, surrogate)) != 0) return 0;
+  if constexpr (kWrite) {
+    const __m128i b0 = _mm_or_si128(_mm_srli_epi16(u, 12), _mm_set1_epi16(0xE0));
+    const __m128i b1 = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(u, 6), _mm_set1_epi16(0x3F)),
+                                    _mm_set1_epi16(0x80));
+    const __m128i b2 = _mm_or_si128(_mm_and_si128(u, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+    // b0 | b1 << 8 | b2 << 16 in 32-bit lanes, four units per vector.
+    const __m128i lo01 = _mm_or_si128(b0, _mm_slli_epi16(b1, 8));
+    const __m128i a = _mm_or_si128(_mm_unpacklo_epi16(lo01, zero),
+                                   _mm_slli_epi32(_mm_unpacklo_epi16(b2, zero), 16));
+    const __m128i b = _mm_or_si128(_mm_unpackhi_epi16(lo01, zero),
+                                   _mm_slli_epi32(_mm_unpackhi_epi16(b2, zero), 16));
+    alignas(16) uint32_t lanes[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 4), b);
+    // Four-byte stores, each next one overwriting the spare byte; the last
+    // stores its three bytes only.
+    for (int i = 0; i < 7; ++i) std::memcpy(d + 3 * i, &lanes[i], 4);
+    std::memcpy(d + 21, &lanes[7], 3);
+  }
+  return 24;
+}
+
 enum class Step { kGo, kFull, kInvalid };
 
 // Converts the character at s (not an ASCII run) and advances past it, or
@@ -364,13 +589,61 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
     // While a whole vector of source and of room remains, neither the end of
     // the source nor the room need testing per character.
     constexpr size_t kSafe = 16;
+    // Where a block failed, blocks are not tried again for its length: text
+    // with characters the block test cannot take (four-byte forms, or
+    // three-byte ones outside UTF-8 to UTF-8) goes character by character.
+    [[maybe_unused]] const From* no_block_before = s;
     while (n >= kSafe && r >= kSafe) {
+#if defined(__SSE2__)
+      if constexpr (std::is_same_v<From, unsigned char>) {
+        // Runs of three-byte forms (CJK) go faster two at a time.
+        if (s >= no_block_before && (*s & 0xF0) != 0xE0) {
+          const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+          if (_mm_movemask_epi8(v) != 0) {
+            size_t k = 0;
+            if (const size_t used = MixedBlock<kWrite>(d, v, k)) {
+              if constexpr (kWrite) d += k;
+              r -= k;
+              s += used;
+              n -= used;
+              continue;
+            }
+            no_block_before = s + kSafe;
+          }
+        }
+      }
+#endif
+#if defined(__SSE2__)
+      if constexpr (std::is_same_v<From, unsigned short> && std::is_same_v<To, unsigned char>) {
+        // Long ASCII runs go sixteen units a step through AsciiRun, anything
+        // else eight a step through the blocks.
+        __m128i ignored;
+        if (r >= 24 && LoadAscii16(s, ignored) != 0) {
+          size_t k = TwoByteBlock16<kWrite>(d, s);
+          if (k == 0) k = ThreeByteBlock16<kWrite>(d, s);
+          if (k != 0) {
+            if constexpr (kWrite) d += k;
+            r -= k;
+            s += 8;
+            n -= 8;
+            continue;
+          }
+        }
+      }
+#endif
       if constexpr (kHasAsciiRuns<From>) {
         if (*s < 0x80) {
           const size_t k = AsciiRun<kWrite>(d, s, n < r ? n : r);
           if constexpr (kWrite) d += k;
           s += k;
           n -= k;
+          r -= k;
+          continue;
+        }
+      }
+      if constexpr (std::is_same_v<From, unsigned char>) {
+        if (const size_t k = TwoCharacters<kWrite>(d, s, n)) {
+          if constexpr (kWrite) d += k;
           r -= k;
           continue;
         }
