@@ -513,6 +513,42 @@ TEST(UtfProperty, ScriptTextInRoomsOfAnySize) {
   }
 }
 
+// Sequences placed across the end of a sixteen-byte block, each at every
+// offset: a block may end before a cut sequence, but never accept a sequence
+// whose continuation bytes it did not look at.
+TEST(UtfProperty, SequencesAcrossBlockEnds) {
+  const Units<U8> pieces[] = {
+      {0xF2, 0xBF, 0x86, 0xF0, 0x81, 0x9A, 0x9A},  // truncated four-byte form, then a lead
+      {0xE3, 0x81, 0xC3, 0xA9},                    // truncated three-byte form
+      {0xC3, 0xF0, 0x9F, 0x98, 0x80},              // truncated two-byte form
+      {0xED, 0xA0, 0x80, 0xED, 0x9F, 0xBF},        // surrogate, then its neighbour
+      {0xF4, 0x90, 0x80, 0x80, 0xF4, 0x8F, 0xBF, 0xBF},
+      {0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98, 0x80},
+  };
+  for (const auto& piece : pieces) {
+    for (size_t at = 0; at < 20; ++at) {
+      Units<U8> src(at, 'k');
+      src.insert(src.end(), piece.begin(), piece.end());
+      src.insert(src.end(), 20, 'm');
+      SCOPED_TRACE(at);
+      for (InvalidSequenceOption opt : {ReplaceInvalid, StopOnInvalid}) {
+        const auto ref8 = RefConvert<U8, U8>(src.data(), src.size(), opt);
+        const auto ref16 = RefConvert<U16, U8>(src.data(), src.size(), opt);
+        const auto ref32 = RefConvert<U32, U8>(src.data(), src.size(), opt);
+        if (opt == ReplaceInvalid) {
+          EXPECT_EQ((Counted<U8, U8, ReplaceInvalid>(src, 400).out), ref8.out);
+          EXPECT_EQ((Counted<U16, U8, ReplaceInvalid>(src, 400).out), ref16.out);
+          EXPECT_EQ((Counted<U32, U8, ReplaceInvalid>(src, 400).out), ref32.out);
+        } else {
+          EXPECT_EQ((Counted<U8, U8, StopOnInvalid>(src, 400).consumed), ref8.consumed);
+          EXPECT_EQ((Counted<U16, U8, StopOnInvalid>(src, 400).consumed), ref16.consumed);
+          EXPECT_EQ((Counted<U32, U8, StopOnInvalid>(src, 400).consumed), ref32.consumed);
+        }
+      }
+    }
+  }
+}
+
 TEST(UtfProperty, EnumeratorYieldsTheReplaceConversion) {
   Gen gen(4);
   auto check = [&](auto unit) {

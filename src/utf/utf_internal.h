@@ -367,7 +367,7 @@ inline unsigned ByteMask(__m128i v, int and_mask, int equals) {
       _mm_movemask_epi8(_mm_cmpeq_epi8(m, _mm_set1_epi8(static_cast<char>(equals)))));
 }
 
-// Mixed text a block at a time: sixteen UTF-8 bytes v of ASCII and complete
+// Mixed text a block at a time: sixteen UTF-8 bytes v, read at s, of ASCII and complete
 // sequences are validated with one set of masks instead of a branch per
 // character, which is what mispredicts in text that alternates between ASCII
 // and other letters. The rules are the decoder's: a block passes only if each
@@ -380,7 +380,7 @@ inline unsigned ByteMask(__m128i v, int and_mask, int equals) {
 // source bytes consumed (0: not such a block; nothing touched) and adds the
 // destination units to `out`. Needs 16 readable bytes and room for 16 units.
 template <bool kWrite, typename To>
-inline size_t MixedBlock(To* d, __m128i v, size_t& out) {
+inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) {
   constexpr bool kSame = std::is_same_v<To, unsigned char>;
   const unsigned ascii = ~static_cast<unsigned>(_mm_movemask_epi8(v)) & 0xFFFF;
   const unsigned cont = ByteMask(v, 0xC0, 0x80);
@@ -396,24 +396,21 @@ inline size_t MixedBlock(To* d, __m128i v, size_t& out) {
   if (__builtin_expect(cut != 0, 0)) m = static_cast<unsigned>(__builtin_ctz(cut));
   const unsigned keep = (1u << m) - 1;
   if ((ascii | cont | lead2 | lead3 | lead4 | ~keep) != 0xFFFFFFFF) return 0;  // other bytes
-  // The continuations that the kept leads call for, and no others; a cut
-  // lead may not hide that an earlier sequence runs into it.
+  // The continuations that the kept leads call for, and no others. `want` is
+  // not cut to the block: a kept sequence that runs into a cut lead fails.
   const unsigned l2 = lead2 & keep, l3 = lead3 & keep, l4 = lead4 & keep;
   const unsigned want = (l2 << 1) | (l3 << 1) | (l3 << 2) | (l4 << 1) | (l4 << 2) | (l4 << 3);
-  if ((want & ~keep) != 0 || (cont & keep) != want) return 0;
+  if ((cont & keep) != want) return 0;
   if constexpr (kSame) {
     // 0xED followed by 0xA0..0xBF encodes a surrogate; 0xF4 past 0x8F lies
     // above 0x10FFFF.
     if (((l3 & ByteMask(v, 0xFF, 0xED)) << 1) & ByteMask(v, 0xE0, 0xA0)) return 0;
     if (((f4 & keep) << 1) & ~ByteMask(v, 0xF0, 0x80) & 0xFFFF) return 0;
-    // The bytes are the output: one whole-vector store, merged with what the
-    // room held past the block, so nothing there changes.
+    // The bytes are the output (m is 13 to 16): two overlapping eight-byte
+    // copies, which never read the destination back.
     if constexpr (kWrite) {
-      const __m128i lanes = _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-      const __m128i mine = _mm_cmplt_epi8(lanes, _mm_set1_epi8(static_cast<char>(m)));
-      const __m128i held = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d));
-      _mm_storeu_si128(reinterpret_cast<__m128i*>(d),
-                       _mm_or_si128(_mm_and_si128(mine, v), _mm_andnot_si128(mine, held)));
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(d), v);
+      std::memcpy(d + m - 8, s + m - 8, 8);
     }
     out += m;
     return m;
@@ -596,12 +593,13 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
     while (n >= kSafe && r >= kSafe) {
 #if defined(__SSE2__)
       if constexpr (std::is_same_v<From, unsigned char>) {
-        // Runs of three-byte forms (CJK) go faster two at a time.
-        if (s >= no_block_before && (*s & 0xF0) != 0xE0) {
+        // Into UTF-16 and UTF-32, runs of three-byte forms (CJK) go faster
+        // two at a time.
+        if (s >= no_block_before && (std::is_same_v<To, unsigned char> || (*s & 0xF0) != 0xE0)) {
           const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
           if (_mm_movemask_epi8(v) != 0) {
             size_t k = 0;
-            if (const size_t used = MixedBlock<kWrite>(d, v, k)) {
+            if (const size_t used = MixedBlock<kWrite>(d, s, v, k)) {
               if constexpr (kWrite) d += k;
               r -= k;
               s += used;
