@@ -284,6 +284,63 @@ inline unsigned LoadAscii16(const unsigned short* s, __m128i& v) {
 }
 #endif
 
+// Moves N (4 or 8) ASCII units from s to d, whatever their types.
+template <size_t N, typename To, typename From>
+inline void PutAscii(To* d, const From* s) {
+  __m128i bytes;  // the N units as bytes, low first
+  if constexpr (std::is_same_v<From, unsigned char> && N == 8) {
+    bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s));
+  } else if constexpr (std::is_same_v<From, unsigned char>) {
+    int32_t four;
+    std::memcpy(&four, s, 4);
+    bytes = _mm_cvtsi32_si128(four);
+  } else if constexpr (N == 8) {
+    bytes =
+        _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), _mm_setzero_si128());
+  } else {
+    bytes =
+        _mm_packus_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(s)), _mm_setzero_si128());
+  }
+  const __m128i zero = _mm_setzero_si128();
+  if constexpr (std::is_same_v<To, unsigned char>) {
+    if constexpr (N == 8) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(d), bytes);
+    } else {
+      const int32_t four = _mm_cvtsi128_si32(bytes);
+      std::memcpy(d, &four, 4);
+    }
+  } else {
+    const __m128i units = _mm_unpacklo_epi8(bytes, zero);
+    if constexpr (std::is_same_v<To, unsigned short>) {
+      if constexpr (N == 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), units);
+      } else {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), units);
+      }
+    } else {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi16(units, zero));
+      if constexpr (N == 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4), _mm_unpackhi_epi16(units, zero));
+      }
+    }
+  }
+}
+
+// Moves the k (below 16) ASCII units at s to d exactly, with two overlapping
+// moves instead of a loop whose length the branch predictor cannot know.
+template <typename To, typename From>
+inline void PutAsciiPrefix(To* d, const From* s, size_t k) {
+  if (k >= 8) {
+    PutAscii<8>(d, s);
+    PutAscii<8>(d + k - 8, s + k - 8);
+  } else if (k >= 4) {
+    PutAscii<4>(d, s);
+    PutAscii<4>(d + k - 4, s + k - 4);
+  } else {
+    for (size_t i = 0; i < k; ++i) d[i] = static_cast<To>(s[i]);
+  }
+}
+
 // Moves the run of ASCII units at s, at most `limit` of them, to d (when
 // kWrite) and returns its length; s[0] is known to be ASCII.
 template <bool kWrite, typename To, typename From>
@@ -295,11 +352,9 @@ inline size_t AsciiRun(To* d, const From* s, size_t limit) {
     const unsigned mask = LoadAscii16(s + i, v);
     if (mask != 0) {
       // The vector says exactly where the run ends.
-      limit = i + static_cast<size_t>(__builtin_ctz(mask));
-      if constexpr (kWrite) {
-        for (; i < limit; ++i) d[i] = static_cast<To>(s[i]);
-      }
-      return limit;
+      const size_t k = static_cast<size_t>(__builtin_ctz(mask));
+      if constexpr (kWrite) PutAsciiPrefix(d + i, s + i, k);
+      return i + k;
     }
     if constexpr (kWrite) StoreBytes(d + i, v);
   }
@@ -613,10 +668,10 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
 #endif
 #if defined(__SSE2__)
       if constexpr (std::is_same_v<From, unsigned short> && std::is_same_v<To, unsigned char>) {
-        // Long ASCII runs go sixteen units a step through AsciiRun, anything
-        // else eight a step through the blocks.
-        __m128i ignored;
-        if (r >= 24 && LoadAscii16(s, ignored) != 0) {
+        // ASCII, runs or the ASCII before the next other unit, goes through
+        // AsciiRun; from a unit above 0x7F, text below U+0800 goes eight units
+        // a step through TwoByteBlock16 and CJK through ThreeByteBlock16.
+        if (r >= 24 && *s >= 0x80) {
           size_t k = TwoByteBlock16<kWrite>(d, s);
           if (k == 0) k = ThreeByteBlock16<kWrite>(d, s);
           if (k != 0) {
