@@ -282,7 +282,6 @@ inline unsigned LoadAscii16(const unsigned short* s, __m128i& v) {
   v = _mm_packus_epi16(a, b);
   return ~static_cast<unsigned>(_mm_movemask_epi8(ascii)) & 0xFFFF;
 }
-#endif
 
 // Moves N (4 or 8) ASCII units from s to d, whatever their types.
 template <size_t N, typename To, typename From>
@@ -340,6 +339,8 @@ inline void PutAsciiPrefix(To* d, const From* s, size_t k) {
     for (size_t i = 0; i < k; ++i) d[i] = static_cast<To>(s[i]);
   }
 }
+
+#endif
 
 // Moves the run of ASCII units at s, at most `limit` of them, to d (when
 // kWrite) and returns its length; s[0] is known to be ASCII.
@@ -503,7 +504,6 @@ inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) 
     return m;
   }
 }
-#endif
 
 // UTF-16 to UTF-8 for European text: eight units below 0x800 become one or
 // two bytes each without a branch per unit. Returns the bytes
@@ -586,6 +586,8 @@ inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
   }
   return 24;
 }
+
+#endif
 
 enum class Step { kGo, kFull, kInvalid };
 
