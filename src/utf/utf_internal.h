@@ -442,8 +442,15 @@ inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) 
   const unsigned cont = ByteMask(v, 0xC0, 0x80);
   const unsigned lead2 = ByteMask(v, 0xE0, 0xC0);
   const unsigned lead3 = kSame ? ByteMask(v, 0xF0, 0xE0) : 0;
-  const unsigned f4 = kSame ? ByteMask(v, 0xFF, 0xF4) : 0;
-  const unsigned lead4 = kSame ? ByteMask(v, 0xFC, 0xF0) | f4 : 0;
+  // Four-byte leads are rare outside emoji; their masks are made only when
+  // the block has a byte of 0xF0 or more.
+  unsigned f4 = 0, lead4 = 0;
+  if constexpr (kSame) {
+    if (ByteMask(v, 0xF0, 0xF0) != 0) {
+      f4 = ByteMask(v, 0xFF, 0xF4);
+      lead4 = ByteMask(v, 0xFC, 0xF0) | f4;
+    }
+  }
   // A sequence that does not end inside the block ends the block before it.
   // A branch, not a select: the next block's address then comes from the
   // prediction instead of waiting for the masks.
@@ -461,7 +468,7 @@ inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) 
     // 0xED followed by 0xA0..0xBF encodes a surrogate; 0xF4 past 0x8F lies
     // above 0x10FFFF.
     if (((l3 & ByteMask(v, 0xFF, 0xED)) << 1) & ByteMask(v, 0xE0, 0xA0)) return 0;
-    if (((f4 & keep) << 1) & ~ByteMask(v, 0xF0, 0x80) & 0xFFFF) return 0;
+    if (f4 != 0 && (((f4 & keep) << 1) & ~ByteMask(v, 0xF0, 0x80) & 0xFFFF) != 0) return 0;
     // The bytes are the output (m is 13 to 16): two overlapping eight-byte
     // copies, which never read the destination back.
     if constexpr (kWrite) {
