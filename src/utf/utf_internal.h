@@ -688,6 +688,14 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
             r -= k;
             s += 8;
             n -= 8;
+            // Text of one kind stays of that kind: European text keeps to the
+            // two-byte block, ASCII between its letters included.
+            while (n >= kSafe && r >= 24 && (k = TwoByteBlock16<kWrite>(d, s)) != 0) {
+              if constexpr (kWrite) d += k;
+              r -= k;
+              s += 8;
+              n -= 8;
+            }
             continue;
           }
         }
