@@ -663,11 +663,19 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
           const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
           if (_mm_movemask_epi8(v) != 0) {
             size_t k = 0;
-            if (const size_t used = MixedBlock<kWrite>(d, s, v, k)) {
-              if constexpr (kWrite) d += k;
-              r -= k;
-              s += used;
-              n -= used;
+            if (size_t used = MixedBlock<kWrite>(d, s, v, k)) {
+              // Text of one kind stays of that kind: keep to blocks while
+              // they pass.
+              do {
+                if constexpr (kWrite) d += k;
+                r -= k;
+                s += used;
+                n -= used;
+                if (n < kSafe || r < kSafe) break;
+                k = 0;
+                used = MixedBlock<kWrite>(d, s,
+                                          _mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), k);
+              } while (used != 0);
               continue;
             }
             no_block_before = s + kSafe;
