@@ -4,6 +4,13 @@
 #include <gtest/gtest.h>
 #include <unicode/ustring.h>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/asan_interface.h>
+#else
+#define ASAN_POISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#define ASAN_UNPOISON_MEMORY_REGION(addr, size) ((void)(addr), (void)(size))
+#endif
+
 #include <cstdint>
 #include <random>
 #include <string>
@@ -51,11 +58,17 @@ void ForEachCombination(F&& f) {
 
 constexpr U16 kSentinel16 = 0xA5A5;
 
-// A destination of `size` units filled with a sentinel, followed by as many
-// more, so stores past the output show.
+// A destination of `size` units filled with a sentinel, followed by 8 more
+// that AddressSanitizer is told not to let anyone touch, so stores past the
+// output show and any access past the room fails.
 template <typename T>
 struct Dest {
-  explicit Dest(size_t size) : units(size + 8, static_cast<T>(kSentinel16)), room(size) {}
+  explicit Dest(size_t size) : units(size + 8, static_cast<T>(kSentinel16)), room(size) {
+    ASAN_POISON_MEMORY_REGION(units.data() + size, 8 * sizeof(T));
+  }
+  ~Dest() { ASAN_UNPOISON_MEMORY_REGION(units.data() + room, 8 * sizeof(T)); }
+  Dest(const Dest&) = delete;
+  Dest& operator=(const Dest&) = delete;
   Units<T> units;
   size_t room;
   T* begin() { return units.data(); }
@@ -90,6 +103,7 @@ Outcome<To> Counted(const Units<From>& src, size_t room) {
   if (Opt == RejectInvalid && result == ConvertInvalidSequence) {
     touched = room;
   }
+  ASAN_UNPOISON_MEMORY_REGION(dest.units.data() + room, 8 * sizeof(To));
   for (size_t i = touched; i < dest.units.size(); ++i) {
     EXPECT_EQ(dest.units[i], static_cast<To>(kSentinel16)) << "stored past the output at " << i;
   }
@@ -413,37 +427,6 @@ TEST(UtfProperty, WellFormedTextMatchesIcu) {
   }
 }
 
-// Long ASCII stretches with a break at every offset, so each position of a
-// vector boundary meets a non-ASCII unit, an invalid one and the end.
-TEST(UtfProperty, AsciiRunsBrokenAtEveryOffset) {
-  for (size_t len = 0; len < 70; ++len) {
-    for (U8 breaker : {U8{0xC3}, U8{0xFF}, U8{0x80}}) {
-      Units<U8> src(len, 'q');
-      src.push_back(breaker);
-      src.push_back(0xA9);
-      src.insert(src.end(), 40, 'r');
-      const auto ref16 = RefConvert<U16, U8>(src.data(), src.size(), StopOnInvalid);
-      const auto run16 = Counted<U16, U8, StopOnInvalid>(src, 200);
-      EXPECT_EQ(run16.out, ref16.out) << len;
-      EXPECT_EQ(run16.consumed, ref16.consumed) << len;
-      const auto ref8 = RefConvert<U8, U8>(src.data(), src.size(), ReplaceInvalid);
-      EXPECT_EQ((Counted<U8, U8, ReplaceInvalid>(src, 200).out), ref8.out) << len;
-      // Room cutting the run short at every length.
-      for (size_t room = 0; room <= len; room += 7) {
-        const auto cut = Counted<U32, U8, ReplaceInvalid>(src, room);
-        EXPECT_EQ(cut.result, ConvertDestinationFull);
-        EXPECT_EQ(cut.out.size(), room);
-      }
-    }
-    Units<U16> wide(len, 'w');
-    wide.push_back(0xE9);
-    wide.push_back(0xD800);
-    wide.insert(wide.end(), 20, 'x');
-    const auto ref = RefConvert<U8, U16>(wide.data(), wide.size(), ReplaceInvalid);
-    EXPECT_EQ((Counted<U8, U16, ReplaceInvalid>(wide, 300).out), ref.out) << len;
-  }
-}
-
 // Long text in one script at a time (European, CJK, emoji among ASCII), with
 // now and then a broken unit, so the block and pair paths meet every kind of
 // boundary: converted whole and in rooms of up to 70 units, drained between
@@ -513,39 +496,58 @@ TEST(UtfProperty, ScriptTextInRoomsOfAnySize) {
   }
 }
 
-// Sequences placed across the end of a sixteen-byte block, each at every
-// offset: a block may end before a cut sequence, but never accept a sequence
-// whose continuation bytes it did not look at.
-TEST(UtfProperty, SequencesAcrossBlockEnds) {
-  const Units<U8> pieces[] = {
+// A piece placed at every offset after a run of ASCII, so each vector and
+// block boundary meets ASCII ending, sequences cut by the block end, broken
+// units and the end of the source; converted with ample room and in a room
+// cut short at every length of the run.
+TEST(UtfProperty, PiecesAtEveryOffset) {
+  const Units<U8> pieces8[] = {
+      {0xC3, 0xA9},
+      {0xFF},
+      {0x80},
       {0xF2, 0xBF, 0x86, 0xF0, 0x81, 0x9A, 0x9A},  // truncated four-byte form, then a lead
       {0xE3, 0x81, 0xC3, 0xA9},                    // truncated three-byte form
       {0xC3, 0xF0, 0x9F, 0x98, 0x80},              // truncated two-byte form
       {0xED, 0xA0, 0x80, 0xED, 0x9F, 0xBF},        // surrogate, then its neighbour
       {0xF4, 0x90, 0x80, 0x80, 0xF4, 0x8F, 0xBF, 0xBF},
       {0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98, 0x80},
+      // a block ending in a continuation byte, then a stop
+      {0xC3, 0xA9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j', 'k', 'l', 0xC3, 0xA9, 0xFF},
   };
-  for (const auto& piece : pieces) {
-    for (size_t at = 0; at < 20; ++at) {
-      Units<U8> src(at, 'k');
-      src.insert(src.end(), piece.begin(), piece.end());
-      src.insert(src.end(), 20, 'm');
-      SCOPED_TRACE(at);
-      for (InvalidSequenceOption opt : {ReplaceInvalid, StopOnInvalid}) {
-        const auto ref8 = RefConvert<U8, U8>(src.data(), src.size(), opt);
-        const auto ref16 = RefConvert<U16, U8>(src.data(), src.size(), opt);
-        const auto ref32 = RefConvert<U32, U8>(src.data(), src.size(), opt);
-        if (opt == ReplaceInvalid) {
-          EXPECT_EQ((Counted<U8, U8, ReplaceInvalid>(src, 400).out), ref8.out);
-          EXPECT_EQ((Counted<U16, U8, ReplaceInvalid>(src, 400).out), ref16.out);
-          EXPECT_EQ((Counted<U32, U8, ReplaceInvalid>(src, 400).out), ref32.out);
-        } else {
-          EXPECT_EQ((Counted<U8, U8, StopOnInvalid>(src, 400).consumed), ref8.consumed);
-          EXPECT_EQ((Counted<U16, U8, StopOnInvalid>(src, 400).consumed), ref16.consumed);
-          EXPECT_EQ((Counted<U32, U8, StopOnInvalid>(src, 400).consumed), ref32.consumed);
-        }
-      }
+  const Units<U16> pieces16[] = {{0xE9},
+                                 {0xD800},
+                                 {0xDC00, 'x'},
+                                 {0xD83D, 0xDE00},
+                                 {0x4E00, 0x4E01},
+                                 // a block of eight ending in ASCII, then a stop
+                                 {0xE9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 0xDC00}};
+  auto check = [](auto to, const auto& piece, size_t at) {
+    using To = decltype(to);
+    using From = typename std::decay_t<decltype(piece)>::value_type;
+    Units<From> src(at, 'k');
+    src.insert(src.end(), piece.begin(), piece.end());
+    src.insert(src.end(), 16, 'm');  // a whole vector after the piece, then the end
+    const auto replace = RefConvert<To, From>(src.data(), src.size(), ReplaceInvalid);
+    const auto stop = RefConvert<To, From>(src.data(), src.size(), StopOnInvalid);
+    // Exactly the room needed: nothing past it may be read or written.
+    const auto r = Counted<To, From, ReplaceInvalid>(src, replace.out.size());
+    EXPECT_EQ(r.out, replace.out) << at;
+    const auto t = Counted<To, From, StopOnInvalid>(src, stop.out.size() + 40);
+    EXPECT_EQ(t.out, stop.out) << at;
+    EXPECT_EQ(t.consumed, stop.consumed) << at;
+    for (size_t room = 0; room <= at; room += 5) {
+      const auto cut = Counted<To, From, ReplaceInvalid>(src, room);
+      EXPECT_EQ(cut.result, ConvertDestinationFull);
+      EXPECT_EQ(cut.out, Units<To>(replace.out.begin(), replace.out.begin() + room));
     }
+  };
+  for (size_t at = 0; at < 40; ++at) {
+    for (const auto& piece : pieces8) {
+      check(U8{}, piece, at);
+      check(U16{}, piece, at);
+      check(U32{}, piece, at);
+    }
+    for (const auto& piece : pieces16) check(U8{}, piece, at);
   }
 }
 

@@ -439,6 +439,9 @@ template <bool kWrite, typename To>
 inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) {
   constexpr bool kSame = std::is_same_v<To, unsigned char>;
   const unsigned ascii = ~static_cast<unsigned>(_mm_movemask_epi8(v)) & 0xFFFF;
+  // All ASCII is AsciiRun's; it would also make sixteen units of output,
+  // one more than the room the squeeze below may touch.
+  if (ascii == 0xFFFF) return 0;
   const unsigned cont = ByteMask(v, 0xC0, 0x80);
   const unsigned lead2 = ByteMask(v, 0xE0, 0xC0);
   const unsigned lead3 = kSame ? ByteMask(v, 0xF0, 0xE0) : 0;
