@@ -31,3 +31,9 @@ function(ky_library_settings target map)
     target_link_options(${target} PRIVATE "LINKER:--no-undefined")
   endif()
 endfunction()
+
+# libFuzzer builds: the libraries carry coverage instrumentation too, so the
+# fuzzer is guided by the paths taken inside them, not only in the target.
+if(KY_BUILD_FUZZ AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -25,6 +25,7 @@ bool WantsHelp(int argc, char** argv);
 
 // Commands, one per entry of the table in main.cpp.
 int RunFormat(int argc, char** argv);
+int RunTranscode(int argc, char** argv);
 int RunDemo(int argc, char** argv);
 int RunLog(int argc, char** argv);
 int RunHexdump(int argc, char** argv);
@@ -33,6 +34,7 @@ int RunHexdump(int argc, char** argv);
 void DemoStrings();
 void DemoPlatform();
 void DemoLog();
+void DemoUtf();
 
 }  // namespace kyutil
 

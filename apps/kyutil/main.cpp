@@ -33,6 +33,16 @@ const Command kCommands[] = {
      "FILE is absent or -), N bytes a line (default 16). Runs of equal lines show\n"
      "as one '*' line. TEXT is printed before every line.\n",
      RunHexdump},
+    {"transcode", "convert stdin between UTF-8, UTF-16 and UTF-32",
+     "usage: kyutil transcode [--from FORM] [--to FORM] [--policy POLICY]\n"
+     "\n"
+     "Reads stdin as FORM units and writes them to stdout as the other FORM.\n"
+     "FORM is utf8, utf16 or utf32 (native byte order, no byte-order mark);\n"
+     "both default to utf8, which validates. POLICY says what becomes of\n"
+     "ill-formed input: replace (U+FFFD, the default), skip, stop (write what\n"
+     "came before it) or reject (write nothing). On stop and reject the offset\n"
+     "of the offending unit goes to stderr and the exit status is 1.\n",
+     RunTranscode},
     {"demo", "a short tour of the library on built-in sample data",
      "usage: kyutil demo\n"
      "\n"
@@ -44,6 +54,7 @@ const Command kCommands[] = {
 // meets them in the README.
 void (*const kDemoSections[])() = {
     DemoStrings,
+    DemoUtf,
     DemoPlatform,
     DemoLog,
 };

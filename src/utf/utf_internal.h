@@ -1,0 +1,871 @@
+// Internal to libvokyutil: not installed, not to be included outside src/.
+//
+// The transcoding engine: one decoder per encoding form, one encoder per form,
+// and one conversion loop that conversion, measuring and enumeration all run,
+// so that the three can never disagree about where a character ends or how
+// long its output is. The policy is a template argument throughout: every
+// `if constexpr` on it folds away in the instance.
+#ifndef KY_SRC_UTF_INTERNAL_H
+#define KY_SRC_UTF_INTERNAL_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "ky/utf.h"
+
+namespace ky::detail {
+
+using utf::ConvertResult;
+using utf::InvalidSequenceOption;
+
+// One decoded character: its code point and its length in source units; a
+// length of 0 means the first unit does not start a well-formed character.
+struct Decoded {
+  uint32_t cp;
+  uint32_t len;
+};
+
+constexpr Decoded kIllFormed = {0, 0};
+
+inline bool IsContinuation(uint32_t b) { return (b & 0xC0) == 0x80; }
+
+// Decoders. `avail` is the number of units that may be read at s; with
+// kBounded false the source is NUL-terminated and avail is ignored: the
+// continuation tests run in order and the terminator fails the first one it
+// meets, so nothing past it is read. A sequence that needs more units than are
+// available is ill-formed at its lead, never left pending.
+template <typename From, bool kBounded>
+struct Decoder;
+
+template <bool kBounded>
+struct Decoder<unsigned char, kBounded> {
+  static Decoded Decode(const unsigned char* s, size_t avail) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    if (kBounded && avail >= 4) return DecodeWord(s);
+#endif
+    const uint32_t b = s[0];
+    if (b < 0x80) return {b, 1};
+    if ((b & 0xE0) == 0xC0) {
+      if (kBounded && avail < 2) return kIllFormed;
+      const uint32_t c1 = s[1];
+      if (!IsContinuation(c1)) return kIllFormed;
+      // Overlong two-byte forms (0xC0, 0xC1) decode as written: stored data
+      // depends on 0xC0 0x80 meaning U+0000.
+      return {((b & 0x1F) << 6) | (c1 & 0x3F), 2};
+    }
+    if ((b & 0xF0) == 0xE0) {
+      if (kBounded && avail < 3) return kIllFormed;
+      const uint32_t c1 = s[1];
+      if (!IsContinuation(c1)) return kIllFormed;
+      const uint32_t c2 = s[2];
+      if (!IsContinuation(c2)) return kIllFormed;
+      const uint32_t cp = ((b & 0x0F) << 12) | ((c1 & 0x3F) << 6) | (c2 & 0x3F);
+      if ((cp & 0xF800) == 0xD800) return kIllFormed;  // an encoded surrogate
+      return {cp, 3};
+    }
+    // 0xF4 leads only up to 0x10FFFF; nothing else bounds the four-byte forms.
+    if ((b & 0xFC) == 0xF0 || b == 0xF4) {
+      if (kBounded && avail < 4) return kIllFormed;
+      const uint32_t c1 = s[1];
+      if (b == 0xF4 ? (c1 & 0xF0) != 0x80 : !IsContinuation(c1)) return kIllFormed;
+      const uint32_t c2 = s[2];
+      if (!IsContinuation(c2)) return kIllFormed;
+      const uint32_t c3 = s[3];
+      if (!IsContinuation(c3)) return kIllFormed;
+      return {((b & 0x07) << 18) | ((c1 & 0x3F) << 12) | ((c2 & 0x3F) << 6) | (c3 & 0x3F), 4};
+    }
+    return kIllFormed;
+  }
+
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  // The same rules on four bytes read at once (all four must be readable):
+  // the lead's bit pattern and its continuations are tested in one compare.
+  static Decoded DecodeWord(const unsigned char* s) {
+    uint32_t w;
+    std::memcpy(&w, s, 4);
+    if ((w & 0x80) == 0) return {w & 0xFF, 1};
+    if ((w & 0xC0E0) == 0x80C0) return {((w & 0x1F) << 6) | ((w >> 8) & 0x3F), 2};
+    if ((w & 0xC0C0F0) == 0x8080E0) {
+      const uint32_t cp = ((w & 0x0F) << 12) | ((w >> 2) & 0xFC0) | ((w >> 16) & 0x3F);
+      if ((cp & 0xF800) == 0xD800) return kIllFormed;
+      return {cp, 3};
+    }
+    // Leads 0xF0..0xF7 with three continuations; 0xF5..0xF7, and 0xF4 past
+    // 0x8F, lie above 0x10FFFF.
+    if ((w & 0xC0C0C0F8) == 0x808080F0 && (w & 0xFF) <= 0xF4 &&
+        ((w & 0xFF) != 0xF4 || (w & 0x3000) == 0)) {
+      return {
+          ((w & 0x07) << 18) | ((w & 0x3F00) << 4) | ((w & 0x3F0000) >> 10) | ((w >> 24) & 0x3F),
+          4};
+    }
+    return kIllFormed;
+  }
+#endif
+};
+
+template <bool kBounded>
+struct Decoder<unsigned short, kBounded> {
+  static Decoded Decode(const unsigned short* s, size_t avail) {
+    const uint32_t u = s[0];
+    if ((u & 0xF800) != 0xD800) return {u, 1};
+    if ((u & 0xFC00) == 0xD800 && (!kBounded || avail >= 2)) {
+      const uint32_t low = s[1];  // the terminator, at worst, which is no low surrogate
+      if ((low & 0xFC00) == 0xDC00) return {(((u & 0x3FF) << 10) | (low & 0x3FF)) + 0x10000, 2};
+    }
+    return kIllFormed;
+  }
+};
+
+inline bool IsScalarValue(uint32_t v) { return v < 0xD800 || (v >= 0xE000 && v <= 0x10FFFF); }
+
+template <bool kBounded>
+struct Decoder<unsigned int, kBounded> {
+  static Decoded Decode(const unsigned int* s, size_t) {
+    const uint32_t v = s[0];
+    return IsScalarValue(v) ? Decoded{v, 1} : kIllFormed;
+  }
+};
+
+// Encoders. The output length of a character depends on the code point and,
+// for the two forms that keep a UTF-8 source's shape, on its source length:
+// UTF-8 to UTF-8 copies the bytes as they came (overlong forms included), and
+// a four-byte UTF-8 form is always a pair in UTF-16.
+template <typename To>
+struct Encoder;
+
+template <>
+struct Encoder<unsigned char> {
+  static constexpr size_t kReplacementLength = 3;
+  static size_t ValueLength(uint32_t cp) {
+    return cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
+  }
+  template <typename From>
+  static size_t Length(Decoded c) {
+    if constexpr (std::is_same_v<From, unsigned char>) {
+      return c.len;
+    } else {
+      return ValueLength(c.cp);
+    }
+  }
+  static void PutValue(unsigned char* d, uint32_t cp, size_t n) {
+    switch (n) {
+      case 1:
+        d[0] = static_cast<unsigned char>(cp);
+        break;
+      case 2:
+        d[0] = static_cast<unsigned char>(0xC0 | (cp >> 6));
+        d[1] = static_cast<unsigned char>(0x80 | (cp & 0x3F));
+        break;
+      case 3:
+        d[0] = static_cast<unsigned char>(0xE0 | (cp >> 12));
+        d[1] = static_cast<unsigned char>(0x80 | ((cp >> 6) & 0x3F));
+        d[2] = static_cast<unsigned char>(0x80 | (cp & 0x3F));
+        break;
+      default:
+        d[0] = static_cast<unsigned char>(0xF0 | (cp >> 18));
+        d[1] = static_cast<unsigned char>(0x80 | ((cp >> 12) & 0x3F));
+        d[2] = static_cast<unsigned char>(0x80 | ((cp >> 6) & 0x3F));
+        d[3] = static_cast<unsigned char>(0x80 | (cp & 0x3F));
+        break;
+    }
+  }
+  template <typename From>
+  static void Put(unsigned char* d, const From* s, Decoded c, size_t n) {
+    if constexpr (std::is_same_v<From, unsigned char>) {
+      for (size_t i = 0; i < n; ++i) d[i] = s[i];
+    } else {
+      PutValue(d, c.cp, n);
+    }
+  }
+  static void PutReplacement(unsigned char* d) {
+    d[0] = 0xEF;
+    d[1] = 0xBF;
+    d[2] = 0xBD;
+  }
+};
+
+template <>
+struct Encoder<unsigned short> {
+  static constexpr size_t kReplacementLength = 1;
+  static size_t ValueLength(uint32_t cp) { return cp < 0x10000 ? 1 : 2; }
+  template <typename From>
+  static size_t Length(Decoded c) {
+    if constexpr (std::is_same_v<From, unsigned char>) {
+      return c.len == 4 ? 2 : 1;
+    } else {
+      return ValueLength(c.cp);
+    }
+  }
+  // The pair formula runs in 32-bit unsigned arithmetic and is truncated to
+  // 16 bits: for an overlong four-byte UTF-8 form (cp < 0x10000) it wraps,
+  // and data stored that way is read back by the same rule.
+  static void PutValue(unsigned short* d, uint32_t cp, size_t n) {
+    if (n == 1) {
+      d[0] = static_cast<unsigned short>(cp);
+    } else {
+      d[0] = static_cast<unsigned short>(((cp - 0x10000) >> 10) | 0xD800);
+      d[1] = static_cast<unsigned short>((cp & 0x3FF) | 0xDC00);
+    }
+  }
+  template <typename From>
+  static void Put(unsigned short* d, const From*, Decoded c, size_t n) {
+    PutValue(d, c.cp, n);
+  }
+  static void PutReplacement(unsigned short* d) { d[0] = 0xFFFD; }
+};
+
+template <>
+struct Encoder<unsigned int> {
+  static constexpr size_t kReplacementLength = 1;
+  static size_t ValueLength(uint32_t) { return 1; }
+  template <typename From>
+  static size_t Length(Decoded) {
+    return 1;
+  }
+  static void PutValue(unsigned int* d, uint32_t cp, size_t) { d[0] = cp; }
+  template <typename From>
+  static void Put(unsigned int* d, const From*, Decoded c, size_t) {
+    d[0] = c.cp;
+  }
+  static void PutReplacement(unsigned int* d) { d[0] = 0xFFFD; }
+};
+
+// ASCII runs. Text is mostly ASCII even when it is not all ASCII, so a run of
+// units below 0x80 is moved sixteen at a time: each becomes one unit in any
+// form. Only counted sources take this path (a NUL-terminated source may end
+// anywhere inside a vector), and nothing is stored beyond the run itself, so
+// the destination past the output is never disturbed.
+template <typename From>
+constexpr bool kHasAsciiRuns = !std::is_same_v<From, unsigned int>;
+
+#if defined(__SSE2__)
+template <typename To>
+inline void StoreBytes(To* d, __m128i v) {
+  if constexpr (std::is_same_v<To, unsigned char>) {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
+  } else {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i lo = _mm_unpacklo_epi8(v, zero);
+    const __m128i hi = _mm_unpackhi_epi8(v, zero);
+    if constexpr (std::is_same_v<To, unsigned short>) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d), lo);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 8), hi);
+    } else {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi16(lo, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4), _mm_unpackhi_epi16(lo, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 8), _mm_unpacklo_epi16(hi, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 12), _mm_unpackhi_epi16(hi, zero));
+    }
+  }
+}
+
+// Loads sixteen source units as sixteen bytes (meaningful only where ASCII)
+// and returns a mask with a bit set for each unit that is not ASCII.
+inline unsigned LoadAscii16(const unsigned char* s, __m128i& v) {
+  v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  return static_cast<unsigned>(_mm_movemask_epi8(v));
+}
+
+inline unsigned LoadAscii16(const unsigned short* s, __m128i& v) {
+  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 8));
+  const __m128i high = _mm_set1_epi16(static_cast<short>(0xFF80));
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i ascii = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_and_si128(a, high), zero),
+                                        _mm_cmpeq_epi16(_mm_and_si128(b, high), zero));
+  v = _mm_packus_epi16(a, b);
+  return ~static_cast<unsigned>(_mm_movemask_epi8(ascii)) & 0xFFFF;
+}
+
+// Moves N (4 or 8) ASCII units from s to d, whatever their types.
+template <size_t N, typename To, typename From>
+inline void PutAscii(To* d, const From* s) {
+  __m128i bytes;  // the N units as bytes, low first
+  if constexpr (std::is_same_v<From, unsigned char> && N == 8) {
+    bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s));
+  } else if constexpr (std::is_same_v<From, unsigned char>) {
+    int32_t four;
+    std::memcpy(&four, s, 4);
+    bytes = _mm_cvtsi32_si128(four);
+  } else if constexpr (N == 8) {
+    bytes =
+        _mm_packus_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), _mm_setzero_si128());
+  } else {
+    bytes =
+        _mm_packus_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(s)), _mm_setzero_si128());
+  }
+  const __m128i zero = _mm_setzero_si128();
+  if constexpr (std::is_same_v<To, unsigned char>) {
+    if constexpr (N == 8) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(d), bytes);
+    } else {
+      const int32_t four = _mm_cvtsi128_si32(bytes);
+      std::memcpy(d, &four, 4);
+    }
+  } else {
+    const __m128i units = _mm_unpacklo_epi8(bytes, zero);
+    if constexpr (std::is_same_v<To, unsigned short>) {
+      if constexpr (N == 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), units);
+      } else {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), units);
+      }
+    } else {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi16(units, zero));
+      if constexpr (N == 8) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4), _mm_unpackhi_epi16(units, zero));
+      }
+    }
+  }
+}
+
+// Moves the k (below 16) ASCII units at s to d exactly, with two overlapping
+// moves instead of a loop whose length the branch predictor cannot know.
+template <typename To, typename From>
+inline void PutAsciiPrefix(To* d, const From* s, size_t k) {
+  if (k >= 8) {
+    PutAscii<8>(d, s);
+    PutAscii<8>(d + k - 8, s + k - 8);
+  } else if (k >= 4) {
+    PutAscii<4>(d, s);
+    PutAscii<4>(d + k - 4, s + k - 4);
+  } else {
+    for (size_t i = 0; i < k; ++i) d[i] = static_cast<To>(s[i]);
+  }
+}
+
+#endif
+
+// Moves the run of ASCII units at s, at most `limit` of them, to d (when
+// kWrite) and returns its length; s[0] is known to be ASCII.
+template <bool kWrite, typename To, typename From>
+inline size_t AsciiRun(To* d, const From* s, size_t limit) {
+  size_t i = 0;
+#if defined(__SSE2__)
+  for (; i + 16 <= limit; i += 16) {
+    __m128i v;
+    const unsigned mask = LoadAscii16(s + i, v);
+    if (mask != 0) {
+      // The vector says exactly where the run ends.
+      const size_t k = static_cast<size_t>(__builtin_ctz(mask));
+      if constexpr (kWrite) PutAsciiPrefix(d + i, s + i, k);
+      return i + k;
+    }
+    if constexpr (kWrite) StoreBytes(d + i, v);
+  }
+#endif
+  for (; i < limit && s[i] < 0x80; ++i) {
+    if constexpr (kWrite) d[i] = static_cast<To>(s[i]);
+  }
+  return i;
+}
+
+// Text in one script repeats one sequence length, so two UTF-8 characters of
+// two or of three bytes are recognised in one compare and decoded together.
+// Decodes, writes (when kWrite) and consumes them, returning the number of
+// destination units, or returns 0 and touches nothing when the next two
+// characters are not both such. The caller guarantees 8 readable bytes and
+// room for 6 units. Same rules as Decoder::DecodeWord, applied twice.
+template <bool kWrite, typename To>
+inline size_t TwoCharacters(To* d, const unsigned char*& s, size_t& n) {
+#if __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  uint64_t w;
+  std::memcpy(&w, s, 8);
+  if ((w & 0xC0E0C0E0) == 0x80C080C0) {
+    if constexpr (kWrite) {
+      if constexpr (std::is_same_v<To, unsigned char>) {
+        std::memcpy(d, s, 4);
+      } else {
+        d[0] = static_cast<To>(((w & 0x1F) << 6) | ((w >> 8) & 0x3F));
+        d[1] = static_cast<To>(((w >> 10) & 0x7C0) | ((w >> 24) & 0x3F));
+      }
+    }
+    s += 4;
+    n -= 4;
+    return std::is_same_v<To, unsigned char> ? 4 : 2;
+  }
+  if ((w & 0xC0C0F0C0C0F0) == 0x8080E08080E0) {
+    const uint32_t a = static_cast<uint32_t>(w);
+    const uint32_t b = static_cast<uint32_t>(w >> 24);
+    const uint32_t cp0 = ((a & 0x0F) << 12) | ((a >> 2) & 0xFC0) | ((a >> 16) & 0x3F);
+    const uint32_t cp1 = ((b & 0x0F) << 12) | ((b >> 2) & 0xFC0) | ((b >> 16) & 0x3F);
+    if ((cp0 & 0xF800) == 0xD800 || (cp1 & 0xF800) == 0xD800) return 0;
+    if constexpr (kWrite) {
+      if constexpr (std::is_same_v<To, unsigned char>) {
+        std::memcpy(d, s, 6);
+      } else {
+        d[0] = static_cast<To>(cp0);
+        d[1] = static_cast<To>(cp1);
+      }
+    }
+    s += 6;
+    n -= 6;
+    return std::is_same_v<To, unsigned char> ? 6 : 2;
+  }
+#else
+  (void)d;
+  (void)s;
+  (void)n;
+#endif
+  return 0;
+}
+
+#if defined(__SSE2__)
+inline unsigned ByteMask(__m128i v, int and_mask, int equals) {
+  const __m128i m = _mm_and_si128(v, _mm_set1_epi8(static_cast<char>(and_mask)));
+  return static_cast<unsigned>(
+      _mm_movemask_epi8(_mm_cmpeq_epi8(m, _mm_set1_epi8(static_cast<char>(equals)))));
+}
+
+// Mixed text a block at a time: sixteen UTF-8 bytes v, read at s, of ASCII and complete
+// sequences are validated with one set of masks instead of a branch per
+// character, which is what mispredicts in text that alternates between ASCII
+// and other letters. The rules are the decoder's: a block passes only if each
+// of its characters would decode well-formed (0xF4 only up to 0x8F, no
+// encoded surrogates, overlong forms accepted), and a sequence cut by the end
+// of the block is left for the next step. Into UTF-8 the bytes are the output
+// and every length is taken; into UTF-16 and UTF-32 the values are built in
+// vector lanes and only ASCII and two-byte forms are taken, as in European
+// text (runs of longer forms go faster through TwoCharacters). Returns the
+// source bytes consumed (0: not such a block; nothing touched) and adds the
+// destination units to `out`. Needs 16 readable bytes and room for 16 units.
+template <bool kWrite, typename To>
+inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) {
+  constexpr bool kSame = std::is_same_v<To, unsigned char>;
+  const unsigned ascii = ~static_cast<unsigned>(_mm_movemask_epi8(v)) & 0xFFFF;
+  // All ASCII is AsciiRun's; it would also make sixteen units of output,
+  // one more than the room the squeeze below may touch.
+  if (ascii == 0xFFFF) return 0;
+  const unsigned cont = ByteMask(v, 0xC0, 0x80);
+  const unsigned lead2 = ByteMask(v, 0xE0, 0xC0);
+  const unsigned lead3 = kSame ? ByteMask(v, 0xF0, 0xE0) : 0;
+  // Four-byte leads are rare outside emoji; their masks are made only when
+  // the block has a byte of 0xF0 or more.
+  unsigned f4 = 0, lead4 = 0;
+  if constexpr (kSame) {
+    if (ByteMask(v, 0xF0, 0xF0) != 0) {
+      f4 = ByteMask(v, 0xFF, 0xF4);
+      lead4 = ByteMask(v, 0xFC, 0xF0) | f4;
+    }
+  }
+  // A sequence that does not end inside the block ends the block before it.
+  // A branch, not a select: the next block's address then comes from the
+  // prediction instead of waiting for the masks.
+  const unsigned cut = (lead2 & 0x8000) | (lead3 & 0xC000) | (lead4 & 0xE000);
+  unsigned m = 16;
+  if (__builtin_expect(cut != 0, 0)) m = static_cast<unsigned>(__builtin_ctz(cut));
+  const unsigned keep = (1u << m) - 1;
+  if ((ascii | cont | lead2 | lead3 | lead4 | ~keep) != 0xFFFFFFFF) return 0;  // other bytes
+  // The continuations that the kept leads call for, and no others. `want` is
+  // not cut to the block: a kept sequence that runs into a cut lead fails.
+  const unsigned l2 = lead2 & keep, l3 = lead3 & keep, l4 = lead4 & keep;
+  const unsigned want = (l2 << 1) | (l3 << 1) | (l3 << 2) | (l4 << 1) | (l4 << 2) | (l4 << 3);
+  if ((cont & keep) != want) return 0;
+  if constexpr (kSame) {
+    // 0xED followed by 0xA0..0xBF encodes a surrogate; 0xF4 past 0x8F lies
+    // above 0x10FFFF.
+    if (((l3 & ByteMask(v, 0xFF, 0xED)) << 1) & ByteMask(v, 0xE0, 0xA0)) return 0;
+    if (f4 != 0 && (((f4 & keep) << 1) & ~ByteMask(v, 0xF0, 0x80) & 0xFFFF) != 0) return 0;
+    // The bytes are the output (m is 13 to 16): two overlapping eight-byte
+    // copies, which never read the destination back.
+    if constexpr (kWrite) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(d), v);
+      std::memcpy(d + m - 8, s + m - 8, 8);
+    }
+    out += m;
+    return m;
+  } else {
+    const unsigned starts = (ascii | lead2) & keep;
+    const size_t count = static_cast<size_t>(__builtin_popcount(starts));
+    if constexpr (kWrite) {
+      // Each lane's value as if a character started there; the lanes that
+      // hold continuation bytes are then squeezed out.
+      const __m128i zero = _mm_setzero_si128();
+      const __m128i next = _mm_srli_si128(v, 1);
+      alignas(16) uint16_t lanes[16];
+      for (int half = 0; half < 2; ++half) {
+        const __m128i b = half ? _mm_unpackhi_epi8(v, zero) : _mm_unpacklo_epi8(v, zero);
+        const __m128i c = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
+        const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(b, _mm_set1_epi16(0x1F)), 6),
+                                         _mm_and_si128(c, _mm_set1_epi16(0x3F)));
+        const __m128i is_ascii = _mm_cmplt_epi16(b, _mm_set1_epi16(0x80));
+        const __m128i value =
+            _mm_or_si128(_mm_and_si128(is_ascii, b), _mm_andnot_si128(is_ascii, two));
+        _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8 * half), value);
+      }
+      // Branch-free squeeze: every lane is stored, and only a start advances.
+      // The store after the last start lands one unit past the output; that
+      // unit is put back as it was.
+      const To saved = d[count];
+      size_t j = 0;
+      for (unsigned i = 0; i < m; ++i) {
+        d[j] = static_cast<To>(lanes[i]);
+        j += (starts >> i) & 1;
+      }
+      d[count] = saved;
+    }
+    out += count;
+    return m;
+  }
+}
+
+// UTF-16 to UTF-8 for European text: eight units below 0x800 become one or
+// two bytes each without a branch per unit. Returns the bytes
+// written (0: not such a block; nothing touched). Needs 8 readable units and
+// room for 17 bytes.
+template <bool kWrite>
+inline size_t TwoByteBlock16(unsigned char* d, const unsigned short* s) {
+  const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i below800 =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), zero);
+  if (_mm_movemask_epi8(below800) != 0xFFFF) return 0;
+  const __m128i ascii =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xFF80))), zero);
+  const unsigned ascii_bytes = static_cast<unsigned>(_mm_movemask_epi8(ascii));
+  if (ascii_bytes == 0xFFFF) {
+    if constexpr (kWrite) _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(u, u));
+    return 8;
+  }
+  // Two bytes per lane, first byte low: ASCII as itself (second byte unused),
+  // others as the lead 0xC0 | u >> 6 and the trail 0x80 | (u & 0x3F).
+  const __m128i lead = _mm_or_si128(_mm_srli_epi16(u, 6), _mm_set1_epi16(0xC0));
+  const __m128i trail = _mm_or_si128(_mm_and_si128(u, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+  const __m128i first = _mm_or_si128(_mm_and_si128(ascii, u), _mm_andnot_si128(ascii, lead));
+  const __m128i pairs = _mm_or_si128(first, _mm_slli_epi16(trail, 8));
+  // Bytes of output: 8 plus one per non-ASCII unit.
+  const size_t count = 8 + static_cast<size_t>(__builtin_popcount(~ascii_bytes & 0xFFFF)) / 2;
+  if constexpr (kWrite) {
+    alignas(16) uint16_t lanes[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), pairs);
+    // Every lane stores two bytes and advances by its length; an ASCII lane's
+    // spare byte is overwritten by the next lane. The last lane stores only
+    // what is output.
+    size_t j = 0;
+    for (int i = 0; i < 7; ++i) {
+      std::memcpy(d + j, &lanes[i], 2);
+      j += 2 - ((ascii_bytes >> (2 * i)) & 1);
+    }
+    if (ascii_bytes & 0x4000) {
+      d[j] = static_cast<unsigned char>(lanes[7]);
+    } else {
+      std::memcpy(d + j, &lanes[7], 2);
+    }
+  }
+  return count;
+}
+
+// UTF-16 to UTF-8 for CJK text: eight units of 0x800..0xFFFF, none a
+// surrogate, become three bytes each at fixed places. Returns the bytes
+// written (0: not such a block; nothing touched). Needs 8 readable units and
+// room for 24 bytes.
+template <bool kWrite>
+inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
+  const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i below800 =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), zero);
+  const __m128i surrogate =
+      _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))),
+                      _mm_set1_epi16(static_cast<short>(0xD800)));
+  if (_mm_movemask_epi8(_mm_or_si128(below800, surrogate)) != 0) return 0;
+  if constexpr (kWrite) {
+    const __m128i b0 = _mm_or_si128(_mm_srli_epi16(u, 12), _mm_set1_epi16(0xE0));
+    const __m128i b1 = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(u, 6), _mm_set1_epi16(0x3F)),
+                                    _mm_set1_epi16(0x80));
+    const __m128i b2 = _mm_or_si128(_mm_and_si128(u, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+    // b0 | b1 << 8 | b2 << 16 in 32-bit lanes, four units per vector.
+    const __m128i lo01 = _mm_or_si128(b0, _mm_slli_epi16(b1, 8));
+    const __m128i a = _mm_or_si128(_mm_unpacklo_epi16(lo01, zero),
+                                   _mm_slli_epi32(_mm_unpacklo_epi16(b2, zero), 16));
+    const __m128i b = _mm_or_si128(_mm_unpackhi_epi16(lo01, zero),
+                                   _mm_slli_epi32(_mm_unpackhi_epi16(b2, zero), 16));
+    alignas(16) uint32_t lanes[8];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), a);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 4), b);
+    // Four-byte stores, each next one overwriting the spare byte; the last
+    // stores its three bytes only.
+    for (int i = 0; i < 7; ++i) std::memcpy(d + 3 * i, &lanes[i], 4);
+    std::memcpy(d + 21, &lanes[7], 3);
+  }
+  return 24;
+}
+
+#endif
+
+enum class Step { kGo, kFull, kInvalid };
+
+// Converts the character at s (not an ASCII run) and advances past it, or
+// reports why it cannot. kRoomKnown: the caller has made sure that room for
+// the longest output (4 units) exists, so no room test is made.
+template <typename To, typename From, InvalidSequenceOption Opt, bool kCounted, bool kWrite,
+          bool kRoomKnown>
+inline Step Character(To*& d, size_t& r, const From*& s, size_t& n) {
+  using Enc = Encoder<To>;
+  const Decoded c = Decoder<From, kCounted>::Decode(s, n);
+  if (c.len != 0) {
+    const size_t k = Enc::template Length<From>(c);
+    if (!kRoomKnown && r < k) return Step::kFull;
+    if constexpr (kWrite) {
+      Enc::template Put<From>(d, s, c, k);
+      d += k;
+    }
+    r -= k;
+    s += c.len;
+    if constexpr (kCounted) n -= c.len;
+    return Step::kGo;
+  }
+  if constexpr (Opt == utf::ReplaceInvalid) {
+    if (!kRoomKnown && r < Enc::kReplacementLength) return Step::kFull;
+    if constexpr (kWrite) {
+      Enc::PutReplacement(d);
+      d += Enc::kReplacementLength;
+    }
+    r -= Enc::kReplacementLength;
+  } else if constexpr (Opt != utf::SkipInvalid) {
+    return Step::kInvalid;
+  }
+  // One unit only: what follows a broken lead is examined afresh.
+  ++s;
+  if constexpr (kCounted) --n;
+  return Step::kGo;
+}
+
+// The conversion loop shared by _basic_convert (kWrite) and
+// _conversion_length (!kWrite, with room SIZE_MAX: only its decrease counts,
+// and d is never touched). kCounted selects the counted source (n units
+// left) over the NUL-terminated one (n unused). Leaves d, r, s and n where
+// the conversion stopped; RejectInvalid's withdrawal is the caller's.
+template <typename To, typename From, InvalidSequenceOption Opt, bool kCounted, bool kWrite>
+inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_t& n_io) {
+  To* d = d_io;
+  size_t r = r_io;
+  const From* s = s_io;
+  size_t n = n_io;
+  Step step = Step::kGo;
+  if constexpr (kCounted) {
+    // While a whole vector of source and of room remains, neither the end of
+    // the source nor the room need testing per character.
+    constexpr size_t kSafe = 16;
+    // Where a block failed, blocks are not tried again for its length: text
+    // with characters the block test cannot take (four-byte forms, or
+    // three-byte ones outside UTF-8 to UTF-8) goes character by character.
+    [[maybe_unused]] const From* no_block_before = s;
+    while (n >= kSafe && r >= kSafe) {
+#if defined(__SSE2__)
+      if constexpr (std::is_same_v<From, unsigned char>) {
+        // Into UTF-16 and UTF-32, runs of three-byte forms (CJK) go faster
+        // two at a time.
+        if (s >= no_block_before && (std::is_same_v<To, unsigned char> || (*s & 0xF0) != 0xE0)) {
+          const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+          if (_mm_movemask_epi8(v) != 0) {
+            size_t k = 0;
+            if (size_t used = MixedBlock<kWrite>(d, s, v, k)) {
+              // Text of one kind stays of that kind: keep to blocks while
+              // they pass.
+              do {
+                if constexpr (kWrite) d += k;
+                r -= k;
+                s += used;
+                n -= used;
+                if (n < kSafe || r < kSafe) break;
+                k = 0;
+                used = MixedBlock<kWrite>(d, s,
+                                          _mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), k);
+              } while (used != 0);
+              continue;
+            }
+            no_block_before = s + kSafe;
+          }
+        }
+      }
+#endif
+#if defined(__SSE2__)
+      if constexpr (std::is_same_v<From, unsigned short> && std::is_same_v<To, unsigned char>) {
+        // ASCII, runs or the ASCII before the next other unit, goes through
+        // AsciiRun; from a unit above 0x7F, text below U+0800 goes eight units
+        // a step through TwoByteBlock16 and CJK through ThreeByteBlock16.
+        if (r >= 24 && *s >= 0x80) {
+          size_t k = TwoByteBlock16<kWrite>(d, s);
+          if (k == 0) k = ThreeByteBlock16<kWrite>(d, s);
+          if (k != 0) {
+            if constexpr (kWrite) d += k;
+            r -= k;
+            s += 8;
+            n -= 8;
+            // Text of one kind stays of that kind: European text keeps to the
+            // two-byte block, ASCII between its letters included.
+            while (n >= kSafe && r >= 24 && (k = TwoByteBlock16<kWrite>(d, s)) != 0) {
+              if constexpr (kWrite) d += k;
+              r -= k;
+              s += 8;
+              n -= 8;
+            }
+            continue;
+          }
+        }
+      }
+#endif
+      if constexpr (kHasAsciiRuns<From>) {
+        if (*s < 0x80) {
+          const size_t k = AsciiRun<kWrite>(d, s, n < r ? n : r);
+          if constexpr (kWrite) d += k;
+          s += k;
+          n -= k;
+          r -= k;
+          continue;
+        }
+      }
+      if constexpr (std::is_same_v<From, unsigned char>) {
+        if (const size_t k = TwoCharacters<kWrite>(d, s, n)) {
+          if constexpr (kWrite) d += k;
+          r -= k;
+          continue;
+        }
+      }
+      step = Character<To, From, Opt, kCounted, kWrite, true>(d, r, s, n);
+      if (step != Step::kGo) break;
+    }
+  }
+  ConvertResult result = utf::ConvertInvalidSequence;
+  while (step == Step::kGo) {
+    const bool at_end = kCounted ? n == 0 : *s == 0;
+    // Room first: a full destination is reported even when what is left would
+    // write nothing, and room and source running out together is success.
+    if (r == 0) {
+      result = at_end ? utf::ConvertOk : utf::ConvertDestinationFull;
+      break;
+    }
+    if (at_end) {
+      result = utf::ConvertOk;
+      break;
+    }
+    if constexpr (kCounted && kHasAsciiRuns<From>) {
+      if (*s < 0x80) {
+        const size_t k = AsciiRun<kWrite>(d, s, n < r ? n : r);
+        if constexpr (kWrite) d += k;
+        s += k;
+        n -= k;
+        r -= k;
+        continue;
+      }
+    }
+    step = Character<To, From, Opt, kCounted, kWrite, false>(d, r, s, n);
+    if (step == Step::kFull) result = utf::ConvertDestinationFull;
+  }
+  d_io = d;
+  r_io = r;
+  s_io = s;
+  n_io = n;
+  return result;
+}
+
+template <typename To, typename From, InvalidSequenceOption Opt, bool kCounted>
+inline ConvertResult Convert(To*& dst, size_t& room, const From*& src, size_t& srclen) {
+  if (!dst || !src) return utf::ConvertNullPointer;
+  To* d = dst;
+  size_t r = room;
+  const ConvertResult result = Transcode<To, From, Opt, kCounted, true>(d, r, src, srclen);
+  if (Opt != utf::RejectInvalid || result != utf::ConvertInvalidSequence) {
+    dst = d;
+    room = r;
+  }
+  return result;
+}
+
+template <typename To, typename From, InvalidSequenceOption Opt, bool kCounted>
+inline size_t Measure(const From* src, size_t srclen, size_t& consumed) {
+  To* d = nullptr;
+  size_t r = SIZE_MAX;
+  const From* s = src;
+  const ConvertResult result = Transcode<To, From, Opt, kCounted, false>(d, r, s, srclen);
+  consumed = static_cast<size_t>(s - src);
+  if (Opt == utf::RejectInvalid && result == utf::ConvertInvalidSequence) return 0;
+  return SIZE_MAX - r;
+}
+
+}  // namespace ky::detail
+
+namespace ky::utf {
+
+template <typename To, typename From, InvalidSequenceOption Opt>
+size_t _char_convert(To* dst, size_t room, From value) {
+  if (!dst) return 0;
+  const uint32_t v = value;
+  bool valid;
+  if constexpr (std::is_same_v<From, unsigned char>) {
+    valid = v < 0x80;  // a byte above 0x7F is only a piece of a character
+  } else if constexpr (std::is_same_v<From, unsigned short>) {
+    valid = (v & 0xF800) != 0xD800;
+  } else {
+    valid = detail::IsScalarValue(v);
+  }
+  using Enc = detail::Encoder<To>;
+  if (!valid) {
+    if constexpr (Opt == ReplaceInvalid) {
+      if (room < Enc::kReplacementLength) return 0;
+      Enc::PutReplacement(dst);
+      return Enc::kReplacementLength;
+    } else {
+      return 0;
+    }
+  }
+  const size_t n = Enc::ValueLength(v);
+  if (room < n) return 0;
+  Enc::PutValue(dst, v, n);
+  return n;
+}
+
+template <typename To, typename From, InvalidSequenceOption Opt>
+ConvertResult _basic_convert(To*& dst, size_t& room, const From*& src, size_t& srclen) {
+  return detail::Convert<To, From, Opt, true>(dst, room, src, srclen);
+}
+
+template <typename To, typename From, InvalidSequenceOption Opt>
+ConvertResult _basic_convert(To*& dst, size_t& room, const From*& src) {
+  size_t unused = 0;
+  return detail::Convert<To, From, Opt, false>(dst, room, src, unused);
+}
+
+template <typename To, typename From, InvalidSequenceOption Opt>
+size_t _conversion_length(const From* src, size_t srclen, size_t& consumed) {
+  if (!src || srclen == 0) return 0;
+  return detail::Measure<To, From, Opt, true>(src, srclen, consumed);
+}
+
+template <typename To, typename From, InvalidSequenceOption Opt>
+size_t _conversion_length(const From* src, size_t& consumed) {
+  if (!src) return 0;
+  return detail::Measure<To, From, Opt, false>(src, 0, consumed);
+}
+
+}  // namespace ky::utf
+
+// Instantiates and exports every member of the engine for destination unit
+// type To; each translation unit of src/utf/ takes one destination form, which
+// keeps the compile of each within bounds.
+#define KY_UTF_INSTANTIATE_POLICY(To, From, Opt)                                                   \
+  template KY_API size_t ky::utf::_char_convert<To, From, Opt>(To*, size_t, From);                 \
+  template KY_API ky::utf::ConvertResult ky::utf::_basic_convert<To, From, Opt>(                   \
+      To*&, size_t&, const From*&, size_t&);                                                       \
+  template KY_API ky::utf::ConvertResult ky::utf::_basic_convert<To, From, Opt>(To*&, size_t&,     \
+                                                                                const From*&);     \
+  template KY_API size_t ky::utf::_conversion_length<To, From, Opt>(const From*, size_t, size_t&); \
+  template KY_API size_t ky::utf::_conversion_length<To, From, Opt>(const From*, size_t&);
+#define KY_UTF_INSTANTIATE_PAIR(To, From)                      \
+  KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::ReplaceInvalid) \
+  KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::SkipInvalid)    \
+  KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::StopOnInvalid)  \
+  KY_UTF_INSTANTIATE_POLICY(To, From, ky::utf::RejectInvalid)
+#define KY_UTF_INSTANTIATE_TO(To)             \
+  KY_UTF_INSTANTIATE_PAIR(To, unsigned char)  \
+  KY_UTF_INSTANTIATE_PAIR(To, unsigned short) \
+  KY_UTF_INSTANTIATE_PAIR(To, unsigned int)
+
+#endif  // KY_SRC_UTF_INTERNAL_H
