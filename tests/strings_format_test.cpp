@@ -131,43 +131,34 @@ TEST(FormatMessage, TemplateTable) {
   }
 }
 
-TEST(FormatMessage, ArgumentsAbsentOrUncounted) {
-  AllocScope scope;
-  const char* args[] = {"x"};
-  char* a = ky_FormatMessage("[{0}]", 1, nullptr);
-  char* b = ky_FormatMessage("[{0}]", 0, args);
-  char* c = ky_FormatMessage("[{0}]", -3, args);
-  char* d = ky_FormatMessage_dbg(1, 2, 3, "[{0}]", 1, args);
-  EXPECT_STREQ(a, "[]");
-  EXPECT_STREQ(b, "[{0}]");
-  EXPECT_STREQ(c, "[{0}]");
-  EXPECT_STREQ(d, "[x]");
-  for (char* p : {a, b, c, d}) ky_free(p);
-  EXPECT_EQ(ky_FormatMessage(nullptr, 1, args), nullptr);
-}
-
-TEST(FormatMessage, LongArgumentRepeatedFitsItsBlock) {
+// Every form, with absent, uncounted and repeated arguments. The result of
+// each call is a block of its own that the caller frees.
+TEST(FormatMessage, FormsAndArguments) {
   AllocScope scope;
   const std::string big(5000, 'z');
-  const char* args[] = {big.c_str()};
-  char* r = ky_FormatMessage("{0}-{0}-{0}", 1, args);
-  ASSERT_NE(r, nullptr);
-  EXPECT_EQ(std::string(r), big + "-" + big + "-" + big);
-  EXPECT_GE(ky::test::BlockSize(r), std::strlen(r) + 1);
-  ky_free(r);
-}
-
-TEST(FormatMessage, VariadicForms) {
-  AllocScope scope;
-  char* a = ky_FormatMessageWithArgs("{1}{0}", 2, "a", "b");
-  char* b = ky_FormatMessageWithArgs_dbg(0, 0, 0, "{0}", 1, "c");
-  char* c = VaForm("{0}!", 1, "d");
-  char* d = ky_FormatMessageWithArgs("plain", 0);
-  EXPECT_STREQ(a, "ba");
-  EXPECT_STREQ(b, "c");
-  EXPECT_STREQ(c, "d!");
-  EXPECT_STREQ(d, "plain");
-  for (char* p : {a, b, c, d}) ky_free(p);
+  const char* args[] = {"x"};
+  const char* bigs[] = {big.c_str()};
+  const struct {
+    char* result;
+    std::string expected;
+  } cases[] = {
+      {ky_FormatMessage("[{0}]", 1, nullptr), "[]"},
+      {ky_FormatMessage("[{0}]", 0, args), "[{0}]"},
+      {ky_FormatMessage("[{0}]", -3, args), "[{0}]"},
+      {ky_FormatMessage_dbg(1, 2, 3, "[{0}]", 1, args), "[x]"},
+      {ky_FormatMessage("{0}-{0}-{0}", 1, bigs), big + "-" + big + "-" + big},
+      {ky_FormatMessageWithArgs("{1}{0}", 2, "a", "b"), "ba"},
+      {ky_FormatMessageWithArgs_dbg(0, 0, 0, "{0}", 1, "c"), "c"},
+      {VaForm("{0}!", 1, "d"), "d!"},
+      {ky_FormatMessageWithArgs("plain", 0), "plain"},
+  };
+  for (const auto& c : cases) {
+    ASSERT_NE(c.result, nullptr) << c.expected;
+    EXPECT_EQ(std::string(c.result), c.expected);
+    EXPECT_GE(ky::test::BlockSize(c.result), c.expected.size() + 1);
+    ky_free(c.result);
+  }
+  EXPECT_EQ(ky_FormatMessage(nullptr, 1, args), nullptr);
   EXPECT_EQ(ky_FormatMessageWithArgs("x", -1), nullptr);
   EXPECT_EQ(ky_FormatMessageWithArgs(nullptr, 1, "a"), nullptr);  // the array is freed
 }
