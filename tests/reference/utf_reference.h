@@ -1,6 +1,6 @@
-// Slow, obvious reference for the transcoding rules: decodes one character at
-// a time from the rule tables, byte by byte, and writes into a vector with no
-// room limit. The tests compare the library's vector code against it.
+// Slow, obvious model of the transcoding rules: decodes one character at a
+// time by the textbook bit layout and appends it whole, room permitting. The
+// tests hold the library's vector code against it.
 #ifndef KY_TESTS_REFERENCE_UTF_REFERENCE_H
 #define KY_TESTS_REFERENCE_UTF_REFERENCE_H
 
@@ -14,88 +14,55 @@
 namespace ky::test {
 
 struct RefChar {
-  bool ok;
   uint32_t cp;
-  size_t len;  // source units
+  size_t len;  // source units; 0: the first unit is ill-formed
 };
 
-inline RefChar RefDecode(const unsigned char* s, size_t avail) {
+inline RefChar RefDecode(const unsigned char* s, size_t n) {
   const uint32_t b = s[0];
-  if (b <= 0x7F) return {true, b, 1};
-  size_t need = 0;
-  if (b >= 0xC0 && b <= 0xDF) need = 2;
-  if (b >= 0xE0 && b <= 0xEF) need = 3;
-  if (b >= 0xF0 && b <= 0xF3) need = 4;
-  if (b == 0xF4 && avail >= 2 && s[1] >= 0x80 && s[1] <= 0x8F) need = 4;
-  if (need == 0 || avail < need) return {false, 0, 1};
-  uint32_t cp = b & (need == 2 ? 0x1F : need == 3 ? 0x0F : 0x07);
-  for (size_t i = 1; i < need; ++i) {
-    if (s[i] < 0x80 || s[i] > 0xBF) return {false, 0, 1};
-    cp = (cp << 6) | (s[i] & 0x3F);
+  const size_t len = b < 0x80 ? 1 : b < 0xC0 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF5 ? 4 : 0;
+  if (len == 0 || len > n) return {0, 0};
+  uint32_t cp = len == 1 ? b : b & (0x7F >> len);
+  for (size_t i = 1; i < len; ++i) {
+    if ((s[i] & 0xC0) != 0x80) return {0, 0};
+    cp = cp << 6 | (s[i] & 0x3F);
   }
-  if (need == 3 && cp >= 0xD800 && cp <= 0xDFFF) return {false, 0, 1};
-  return {true, cp, need};
+  // Overlong forms pass; encoded surrogates and values above 0x10FFFF do not.
+  if ((len == 3 && cp >= 0xD800 && cp <= 0xDFFF) || cp > 0x10FFFF) return {0, 0};
+  return {cp, len};
 }
 
-inline RefChar RefDecode(const unsigned short* s, size_t avail) {
-  const uint32_t u = s[0];
-  if (u < 0xD800 || u > 0xDFFF) return {true, u, 1};
-  if (u <= 0xDBFF && avail >= 2 && s[1] >= 0xDC00 && s[1] <= 0xDFFF) {
-    return {true, 0x10000 + ((u - 0xD800) << 10) + (s[1] - 0xDC00u), 2};
-  }
-  return {false, 0, 1};
+inline RefChar RefDecode(const unsigned short* s, size_t n) {
+  const uint32_t u = s[0], v = n >= 2 ? s[1] : 0;
+  if (u < 0xD800 || u > 0xDFFF) return {u, 1};
+  const bool pair = u < 0xDC00 && v >= 0xDC00 && v <= 0xDFFF;  // high, then low
+  return {0x10000 + ((u - 0xD800) << 10) + (v - 0xDC00), pair ? size_t{2} : 0};
 }
 
 inline RefChar RefDecode(const unsigned int* s, size_t) {
-  const uint32_t v = s[0];
-  const bool ok = v <= 0xD7FF || (v >= 0xE000 && v <= 0x10FFFF);
-  return {ok, v, 1};
+  return {s[0], s[0] < 0xD800 || (s[0] >= 0xE000 && s[0] <= 0x10FFFF) ? size_t{1} : 0};
 }
 
-// Appends the encoding of a well-formed character decoded from a source of
-// unit type From.
+// The units a character becomes: the one decoded from s as c, or U+FFFD when
+// c is ill-formed.
 template <typename To, typename From>
-void RefEncode(std::vector<To>& out, const From* s, RefChar c) {
-  const uint32_t cp = c.cp;
+std::vector<To> RefEncode(const From* s, RefChar c) {
+  const uint32_t cp = c.len ? c.cp : 0xFFFD;
   if constexpr (std::is_same_v<To, unsigned char>) {
-    if constexpr (std::is_same_v<From, unsigned char>) {
-      out.insert(out.end(), s, s + c.len);  // copied as it came
-    } else if (cp < 0x80) {
-      out.push_back(static_cast<To>(cp));
-    } else if (cp < 0x800) {
-      out.push_back(static_cast<To>(0xC0 + (cp >> 6)));
-      out.push_back(static_cast<To>(0x80 + (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-      out.push_back(static_cast<To>(0xE0 + (cp >> 12)));
-      out.push_back(static_cast<To>(0x80 + ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<To>(0x80 + (cp & 0x3F)));
-    } else {
-      out.push_back(static_cast<To>(0xF0 + (cp >> 18)));
-      out.push_back(static_cast<To>(0x80 + ((cp >> 12) & 0x3F)));
-      out.push_back(static_cast<To>(0x80 + ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<To>(0x80 + (cp & 0x3F)));
+    if (std::is_same_v<From, unsigned char> && c.len != 0) {
+      return std::vector<To>(s, s + c.len);  // copied as it came, overlong or not
     }
-  } else if constexpr (std::is_same_v<To, unsigned short>) {
-    const bool pair = std::is_same_v<From, unsigned char> ? c.len == 4 : cp > 0xFFFF;
-    if (pair) {
-      // Truncated to 16 bits, so overlong four-byte forms wrap.
-      out.push_back(static_cast<To>((((cp - 0x10000) >> 10) | 0xD800) & 0xFFFF));
-      out.push_back(static_cast<To>(0xDC00 + (cp & 0x3FF)));
-    } else {
-      out.push_back(static_cast<To>(cp));
-    }
-  } else {
-    out.push_back(cp);
+    const int k = cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
+    const uint32_t lead[] = {0, 0, 0xC0, 0xE0, 0xF0};
+    std::vector<To> out{static_cast<To>(k == 1 ? cp : lead[k] | cp >> (6 * (k - 1)))};
+    for (int j = k - 2; j >= 0; --j) out.push_back(static_cast<To>(0x80 | (cp >> 6 * j & 0x3F)));
+    return out;
+  } else if (std::is_same_v<To, unsigned short> &&
+             (std::is_same_v<From, unsigned char> ? c.len == 4 : cp > 0xFFFF)) {
+    // A four-byte UTF-8 form is always a pair, truncated to 16 bits when overlong.
+    return {static_cast<To>((cp - 0x10000) >> 10 | 0xD800), static_cast<To>(0xDC00 | (cp & 0x3FF))};
   }
-}
-
-template <typename To>
-void RefReplacement(std::vector<To>& out) {
-  if constexpr (std::is_same_v<To, unsigned char>) {
-    out.insert(out.end(), {0xEF, 0xBF, 0xBD});
-  } else {
-    out.push_back(0xFFFD);
-  }
+  return {static_cast<To>(cp)};
 }
 
 template <typename To>
@@ -105,27 +72,26 @@ struct RefResult {
   utf::ConvertResult result = utf::ConvertOk;
 };
 
-// The conversion of n units at s with unlimited room.
+// The conversion of n units at s into `room` units.
 template <typename To, typename From>
-RefResult<To> RefConvert(const From* s, size_t n, utf::InvalidSequenceOption opt) {
+RefResult<To> RefConvert(const From* s, size_t n, utf::InvalidSequenceOption opt,
+                         size_t room = SIZE_MAX) {
   RefResult<To> r;
-  size_t i = 0;
-  while (i < n) {
+  for (size_t& i = r.consumed; i < n && r.result == utf::ConvertOk;) {
     const RefChar c = RefDecode(s + i, n - i);
-    if (c.ok) {
-      RefEncode<To, From>(r.out, s + i, c);
-      i += c.len;
-      continue;
-    }
-    if (opt == utf::StopOnInvalid || opt == utf::RejectInvalid) {
+    const bool skip = c.len == 0 && opt == utf::SkipInvalid;
+    const bool stop = c.len == 0 && (opt == utf::StopOnInvalid || opt == utf::RejectInvalid);
+    const std::vector<To> units = skip || stop ? std::vector<To>() : RefEncode<To, From>(s + i, c);
+    if (r.out.size() == room || r.out.size() + units.size() > room) {  // even for no units
+      r.result = utf::ConvertDestinationFull;
+    } else if (stop) {
       if (opt == utf::RejectInvalid) r.out.clear();
       r.result = utf::ConvertInvalidSequence;
-      break;
+    } else {
+      r.out.insert(r.out.end(), units.begin(), units.end());
+      i += c.len ? c.len : 1;  // one unit for an ill-formed start
     }
-    if (opt == utf::ReplaceInvalid) RefReplacement(r.out);
-    ++i;
   }
-  r.consumed = i;
   return r;
 }
 
