@@ -49,19 +49,14 @@ log::log(const char* name, const char* file, int level, bool enabled)
 log::log(const log& other)
     : _level(0), _enabled(false), _crlf(true), _count(0), _handle(nullptr), _lockDepth(0) {
   InitRecursiveMutex(&_mutex);
-  pthread_mutex_lock(&other._mutex);
+  // Copying is assigning to a fresh object: the same settings under the same
+  // locks, with nothing held to keep.
   try {
-    _name = other._name;
-    _file = other._file;
+    *this = other;
   } catch (...) {
-    pthread_mutex_unlock(&other._mutex);
     pthread_mutex_destroy(&_mutex);
     throw;
   }
-  _level = other._level;
-  _enabled = other._enabled;
-  _crlf = other._crlf;
-  pthread_mutex_unlock(&other._mutex);
 }
 
 log& log::operator=(const log& other) {
