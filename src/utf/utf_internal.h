@@ -475,9 +475,9 @@ struct ByteBlock {
 // steps, each of which waits on where the last one ended. Into UTF-16 and
 // UTF-32 (W is 16) the values are built in vector lanes and only ASCII and
 // two-byte forms are taken, as in European text (runs of longer forms go
-// faster through TwoCharacters). Returns the source bytes consumed (0: not
-// such a block; nothing touched) and adds the destination units to `out`.
-// Needs W readable bytes and room for W units.
+// faster through ThreeByteBlock8 and TwoCharacters). Returns the source bytes
+// consumed (0: not such a block; nothing touched) and adds the destination
+// units to `out`. Needs W readable bytes and room for W units.
 template <bool kWrite, typename To, size_t W>
 inline size_t MixedBlock(To* d, const unsigned char* s, const ByteBlock<W>& b, size_t& out) {
   constexpr bool kSame = std::is_same_v<To, unsigned char>;
@@ -561,6 +561,40 @@ inline size_t MixedBlock(To* d, const unsigned char* s, const ByteBlock<W>& b, s
     out += count;
     return m;
   }
+}
+
+// UTF-8 to UTF-16 and UTF-32 for CJK text: fifteen bytes of five three-byte
+// forms, none a surrogate, become five units, their values built in vector
+// lanes as if a character started at each byte. Returns the source bytes
+// consumed (0: not such a block; nothing touched). Needs 16 readable bytes
+// and room for 5 units.
+template <bool kWrite, typename To>
+inline size_t ThreeByteBlock8(To* d, const unsigned char* s) {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  if ((ByteMask(v, 0xF0, 0xE0) & 0x7FFF) != 0x1249 ||
+      (ByteMask(v, 0xC0, 0x80) & 0x7FFF) != 0x6DB6) {
+    return 0;
+  }
+  if ((ByteMask(v, 0xFF, 0xED) << 1) & ByteMask(v, 0xE0, 0xA0) & 0x2492) return 0;
+  if constexpr (kWrite) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i v1 = _mm_srli_si128(v, 1), v2 = _mm_srli_si128(v, 2);
+    auto values = [&](__m128i x, __m128i y, __m128i z) {
+      return _mm_or_si128(_mm_or_si128(_mm_slli_epi16(x, 12),
+                                       _mm_slli_epi16(_mm_and_si128(y, _mm_set1_epi16(0x3F)), 6)),
+                          _mm_and_si128(z, _mm_set1_epi16(0x3F)));
+    };
+    const __m128i lo = values(_mm_unpacklo_epi8(v, zero), _mm_unpacklo_epi8(v1, zero),
+                              _mm_unpacklo_epi8(v2, zero));
+    const __m128i hi = values(_mm_unpackhi_epi8(v, zero), _mm_unpackhi_epi8(v1, zero),
+                              _mm_unpackhi_epi8(v2, zero));
+    d[0] = static_cast<To>(_mm_extract_epi16(lo, 0));
+    d[1] = static_cast<To>(_mm_extract_epi16(lo, 3));
+    d[2] = static_cast<To>(_mm_extract_epi16(lo, 6));
+    d[3] = static_cast<To>(_mm_extract_epi16(hi, 1));
+    d[4] = static_cast<To>(_mm_extract_epi16(hi, 4));
+  }
+  return 15;
 }
 
 // UTF-16 to UTF-8 for European text: eight units below 0x800 become one or
@@ -703,7 +737,7 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
 #if defined(__SSE2__)
       if constexpr (std::is_same_v<From, unsigned char>) {
         // Into UTF-16 and UTF-32, runs of three-byte forms (CJK) go faster
-        // two at a time.
+        // through ThreeByteBlock8.
         if (s >= no_block_before && (std::is_same_v<To, unsigned char> || (*s & 0xF0) != 0xE0)) {
           const ByteBlock<16> first(s);
           if (first.High() != 0) {
@@ -775,6 +809,21 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
           continue;
         }
       }
+#if defined(__SSE2__)
+      if constexpr (std::is_same_v<From, unsigned char> && !std::is_same_v<To, unsigned char>) {
+        if ((*s & 0xF0) == 0xE0 && ThreeByteBlock8<kWrite>(d, s) != 0) {
+          // Text of one script keeps to one length: stay with blocks while
+          // they pass.
+          do {
+            if constexpr (kWrite) d += 5;
+            r -= 5;
+            s += 15;
+            n -= 15;
+          } while (n >= kSafe && r >= kSafe && ThreeByteBlock8<kWrite>(d, s) != 0);
+          continue;
+        }
+      }
+#endif
       if constexpr (std::is_same_v<From, unsigned char>) {
         if (const size_t k = TwoCharacters<kWrite>(d, s, n)) {
           if constexpr (kWrite) d += k;
