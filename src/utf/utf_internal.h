@@ -342,6 +342,12 @@ inline void PutAsciiPrefix(To* d, const From* s, size_t k) {
 
 #endif
 
+#if defined(__SSE2__)
+// From kFirstK + 16 - k, sixteen bytes of which the first k are set.
+inline constexpr unsigned char kFirstK[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                              0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+#endif
+
 // Moves the run of ASCII units at s, at most `limit` of them, to d (when
 // kWrite) and returns its length; s[0] is known to be ASCII.
 template <bool kWrite, typename To, typename From>
@@ -354,7 +360,17 @@ inline size_t AsciiRun(To* d, const From* s, size_t limit) {
     if (mask != 0) {
       // The vector says exactly where the run ends.
       const size_t k = static_cast<size_t>(__builtin_ctz(mask));
-      if constexpr (kWrite) PutAsciiPrefix(d + i, s + i, k);
+      if constexpr (kWrite && std::is_same_v<To, unsigned char>) {
+        // One store of the vector, merged with what the destination held
+        // past the run, instead of a store sized by branches on k, which
+        // mispredict where runs have random lengths.
+        const __m128i keep = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kFirstK + 16 - k));
+        const __m128i held = _mm_loadu_si128(reinterpret_cast<const __m128i*>(d + i));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + i),
+                         _mm_or_si128(_mm_and_si128(keep, v), _mm_andnot_si128(keep, held)));
+      } else if constexpr (kWrite) {
+        PutAsciiPrefix(d + i, s + i, k);
+      }
       return i + k;
     }
     if constexpr (kWrite) StoreBytes(d + i, v);
@@ -423,60 +439,91 @@ inline unsigned ByteMask(__m128i v, int and_mask, int equals) {
       _mm_movemask_epi8(_mm_cmpeq_epi8(m, _mm_set1_epi8(static_cast<char>(equals)))));
 }
 
-// Mixed text a block at a time: sixteen UTF-8 bytes v, read at s, of ASCII and complete
-// sequences are validated with one set of masks instead of a branch per
-// character, which is what mispredicts in text that alternates between ASCII
-// and other letters. The rules are the decoder's: a block passes only if each
-// of its characters would decode well-formed (0xF4 only up to 0x8F, no
+// W (16, 32 or 64) bytes of UTF-8 read at s, and masks of them with a bit per
+// byte.
+template <size_t W>
+struct ByteBlock {
+  using Bits = std::conditional_t<W == 64, uint64_t, uint32_t>;
+  __m128i v[W / 16];
+  explicit ByteBlock(const unsigned char* s) {
+    for (size_t i = 0; i < W / 16; ++i) {
+      v[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16 * i));
+    }
+  }
+  Bits Mask(int and_mask, int equals) const {
+    Bits m = 0;
+    for (size_t i = 0; i < W / 16; ++i) m |= Bits{ByteMask(v[i], and_mask, equals)} << (16 * i);
+    return m;
+  }
+  Bits High() const {
+    Bits m = 0;
+    for (size_t i = 0; i < W / 16; ++i) {
+      m |= static_cast<Bits>(static_cast<unsigned>(_mm_movemask_epi8(v[i]))) << (16 * i);
+    }
+    return m;
+  }
+};
+
+// Mixed text a block at a time: W UTF-8 bytes b, read at s, of ASCII and
+// complete sequences are validated with one set of masks instead of a branch
+// per character, which is what mispredicts in text that alternates between
+// ASCII and other letters. The rules are the decoder's: a block passes only if
+// each of its characters would decode well-formed (0xF4 only up to 0x8F, no
 // encoded surrogates, overlong forms accepted), and a sequence cut by the end
 // of the block is left for the next step. Into UTF-8 the bytes are the output
-// and every length is taken; into UTF-16 and UTF-32 the values are built in
-// vector lanes and only ASCII and two-byte forms are taken, as in European
-// text (runs of longer forms go faster through TwoCharacters). Returns the
-// source bytes consumed (0: not such a block; nothing touched) and adds the
-// destination units to `out`. Needs 16 readable bytes and room for 16 units.
-template <bool kWrite, typename To>
-inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) {
+// and every length is taken; 64 bytes a step then make a quarter of the
+// steps, each of which waits on where the last one ended. Into UTF-16 and
+// UTF-32 (W is 16) the values are built in vector lanes and only ASCII and
+// two-byte forms are taken, as in European text (runs of longer forms go
+// faster through ThreeByteBlock8 and TwoCharacters). Returns the source bytes
+// consumed (0: not such a block; nothing touched) and adds the destination
+// units to `out`. Needs W readable bytes and room for W units.
+template <bool kWrite, typename To, size_t W>
+inline size_t MixedBlock(To* d, const unsigned char* s, const ByteBlock<W>& b, size_t& out) {
   constexpr bool kSame = std::is_same_v<To, unsigned char>;
-  const unsigned ascii = ~static_cast<unsigned>(_mm_movemask_epi8(v)) & 0xFFFF;
+  static_assert(W == 16 || kSame, "the squeeze takes sixteen lanes");
+  using Bits = typename ByteBlock<W>::Bits;
+  constexpr Bits kAll = static_cast<Bits>(~uint64_t{0} >> (64 - W));
+  constexpr Bits kTop = Bits{1} << (W - 1);
+  const Bits ascii = ~b.High() & kAll;
   // All ASCII is AsciiRun's; it would also make sixteen units of output,
   // one more than the room the squeeze below may touch.
-  if (ascii == 0xFFFF) return 0;
-  const unsigned cont = ByteMask(v, 0xC0, 0x80);
-  const unsigned lead2 = ByteMask(v, 0xE0, 0xC0);
-  const unsigned lead3 = kSame ? ByteMask(v, 0xF0, 0xE0) : 0;
+  if (ascii == kAll) return 0;
+  const Bits cont = b.Mask(0xC0, 0x80);
+  const Bits lead2 = b.Mask(0xE0, 0xC0);
+  const Bits lead3 = kSame ? b.Mask(0xF0, 0xE0) : 0;
   // Four-byte leads are rare outside emoji; their masks are made only when
   // the block has a byte of 0xF0 or more.
-  unsigned f4 = 0, lead4 = 0;
+  Bits f4 = 0, lead4 = 0;
   if constexpr (kSame) {
-    if (ByteMask(v, 0xF0, 0xF0) != 0) {
-      f4 = ByteMask(v, 0xFF, 0xF4);
-      lead4 = ByteMask(v, 0xFC, 0xF0) | f4;
+    if (b.Mask(0xF0, 0xF0) != 0) {
+      f4 = b.Mask(0xFF, 0xF4);
+      lead4 = b.Mask(0xFC, 0xF0) | f4;
     }
   }
   // A sequence that does not end inside the block ends the block before it.
   // A branch, not a select: the next block's address then comes from the
   // prediction instead of waiting for the masks.
-  const unsigned cut = (lead2 & 0x8000) | (lead3 & 0xC000) | (lead4 & 0xE000);
-  unsigned m = 16;
-  if (__builtin_expect(cut != 0, 0)) m = static_cast<unsigned>(__builtin_ctz(cut));
-  const unsigned keep = (1u << m) - 1;
-  if ((ascii | cont | lead2 | lead3 | lead4 | ~keep) != 0xFFFFFFFF) return 0;  // other bytes
+  const Bits cut = (lead2 & kTop) | (lead3 & (3 * (kTop >> 1))) | (lead4 & (7 * (kTop >> 2)));
+  unsigned m = W;
+  if (__builtin_expect(cut != 0, 0)) m = static_cast<unsigned>(__builtin_ctzll(cut));
+  const Bits keep = static_cast<Bits>(~uint64_t{0} >> (64 - m));
+  if (((ascii | cont | lead2 | lead3 | lead4 | ~keep) & kAll) != kAll) return 0;  // other bytes
   // The continuations that the kept leads call for, and no others. `want` is
   // not cut to the block: a kept sequence that runs into a cut lead fails.
-  const unsigned l2 = lead2 & keep, l3 = lead3 & keep, l4 = lead4 & keep;
-  const unsigned want = (l2 << 1) | (l3 << 1) | (l3 << 2) | (l4 << 1) | (l4 << 2) | (l4 << 3);
-  if ((cont & keep) != want) return 0;
+  const Bits l2 = lead2 & keep, l3 = lead3 & keep, l4 = lead4 & keep;
+  const Bits want = (l2 << 1) | (l3 << 1) | (l3 << 2) | (l4 << 1) | (l4 << 2) | (l4 << 3);
+  if ((cont & keep) != (want & kAll)) return 0;
   if constexpr (kSame) {
     // 0xED followed by 0xA0..0xBF encodes a surrogate; 0xF4 past 0x8F lies
     // above 0x10FFFF.
-    if (((l3 & ByteMask(v, 0xFF, 0xED)) << 1) & ByteMask(v, 0xE0, 0xA0)) return 0;
-    if (f4 != 0 && (((f4 & keep) << 1) & ~ByteMask(v, 0xF0, 0x80) & 0xFFFF) != 0) return 0;
-    // The bytes are the output (m is 13 to 16): two overlapping eight-byte
-    // copies, which never read the destination back.
+    if (((l3 & b.Mask(0xFF, 0xED)) << 1) & b.Mask(0xE0, 0xA0)) return 0;
+    if (f4 != 0 && (((f4 & keep) << 1) & ~b.Mask(0xF0, 0x80) & kAll) != 0) return 0;
+    // The bytes are the output (m is W - 3 to W): two overlapping copies of
+    // half a block, which never read the destination back.
     if constexpr (kWrite) {
-      _mm_storel_epi64(reinterpret_cast<__m128i*>(d), v);
-      std::memcpy(d + m - 8, s + m - 8, 8);
+      std::memcpy(d, s, W / 2);
+      std::memcpy(d + m - W / 2, s + m - W / 2, W / 2);
     }
     out += m;
     return m;
@@ -487,16 +534,17 @@ inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) 
       // Each lane's value as if a character started there; the lanes that
       // hold continuation bytes are then squeezed out.
       const __m128i zero = _mm_setzero_si128();
+      const __m128i v = b.v[0];
       const __m128i next = _mm_srli_si128(v, 1);
       alignas(16) uint16_t lanes[16];
       for (int half = 0; half < 2; ++half) {
-        const __m128i b = half ? _mm_unpackhi_epi8(v, zero) : _mm_unpacklo_epi8(v, zero);
-        const __m128i c = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
-        const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(b, _mm_set1_epi16(0x1F)), 6),
-                                         _mm_and_si128(c, _mm_set1_epi16(0x3F)));
-        const __m128i is_ascii = _mm_cmplt_epi16(b, _mm_set1_epi16(0x80));
+        const __m128i x = half ? _mm_unpackhi_epi8(v, zero) : _mm_unpacklo_epi8(v, zero);
+        const __m128i y = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
+        const __m128i two = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(x, _mm_set1_epi16(0x1F)), 6),
+                                         _mm_and_si128(y, _mm_set1_epi16(0x3F)));
+        const __m128i is_ascii = _mm_cmplt_epi16(x, _mm_set1_epi16(0x80));
         const __m128i value =
-            _mm_or_si128(_mm_and_si128(is_ascii, b), _mm_andnot_si128(is_ascii, two));
+            _mm_or_si128(_mm_and_si128(is_ascii, x), _mm_andnot_si128(is_ascii, two));
         _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 8 * half), value);
       }
       // Branch-free squeeze: every lane is stored, and only a start advances.
@@ -515,6 +563,40 @@ inline size_t MixedBlock(To* d, const unsigned char* s, __m128i v, size_t& out) 
   }
 }
 
+// UTF-8 to UTF-16 and UTF-32 for CJK text: fifteen bytes of five three-byte
+// forms, none a surrogate, become five units, their values built in vector
+// lanes as if a character started at each byte. Returns the source bytes
+// consumed (0: not such a block; nothing touched). Needs 16 readable bytes
+// and room for 5 units.
+template <bool kWrite, typename To>
+inline size_t ThreeByteBlock8(To* d, const unsigned char* s) {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  if ((ByteMask(v, 0xF0, 0xE0) & 0x7FFF) != 0x1249 ||
+      (ByteMask(v, 0xC0, 0x80) & 0x7FFF) != 0x6DB6) {
+    return 0;
+  }
+  if ((ByteMask(v, 0xFF, 0xED) << 1) & ByteMask(v, 0xE0, 0xA0) & 0x2492) return 0;
+  if constexpr (kWrite) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i v1 = _mm_srli_si128(v, 1), v2 = _mm_srli_si128(v, 2);
+    auto values = [&](__m128i x, __m128i y, __m128i z) {
+      return _mm_or_si128(_mm_or_si128(_mm_slli_epi16(x, 12),
+                                       _mm_slli_epi16(_mm_and_si128(y, _mm_set1_epi16(0x3F)), 6)),
+                          _mm_and_si128(z, _mm_set1_epi16(0x3F)));
+    };
+    const __m128i lo = values(_mm_unpacklo_epi8(v, zero), _mm_unpacklo_epi8(v1, zero),
+                              _mm_unpacklo_epi8(v2, zero));
+    const __m128i hi = values(_mm_unpackhi_epi8(v, zero), _mm_unpackhi_epi8(v1, zero),
+                              _mm_unpackhi_epi8(v2, zero));
+    d[0] = static_cast<To>(_mm_extract_epi16(lo, 0));
+    d[1] = static_cast<To>(_mm_extract_epi16(lo, 3));
+    d[2] = static_cast<To>(_mm_extract_epi16(lo, 6));
+    d[3] = static_cast<To>(_mm_extract_epi16(hi, 1));
+    d[4] = static_cast<To>(_mm_extract_epi16(hi, 4));
+  }
+  return 15;
+}
+
 // UTF-16 to UTF-8 for European text: eight units below 0x800 become one or
 // two bytes each without a branch per unit. Returns the bytes
 // written (0: not such a block; nothing touched). Needs 8 readable units and
@@ -529,10 +611,6 @@ inline size_t TwoByteBlock16(unsigned char* d, const unsigned short* s) {
   const __m128i ascii =
       _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xFF80))), zero);
   const unsigned ascii_bytes = static_cast<unsigned>(_mm_movemask_epi8(ascii));
-  if (ascii_bytes == 0xFFFF) {
-    if constexpr (kWrite) _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(u, u));
-    return 8;
-  }
   // Two bytes per lane, first byte low: ASCII as itself (second byte unused),
   // others as the lead 0xC0 | u >> 6 and the trail 0x80 | (u & 0x3F).
   const __m128i lead = _mm_or_si128(_mm_srli_epi16(u, 6), _mm_set1_epi16(0xC0));
@@ -545,18 +623,16 @@ inline size_t TwoByteBlock16(unsigned char* d, const unsigned short* s) {
     alignas(16) uint16_t lanes[8];
     _mm_store_si128(reinterpret_cast<__m128i*>(lanes), pairs);
     // Every lane stores two bytes and advances by its length; an ASCII lane's
-    // spare byte is overwritten by the next lane. The last lane stores only
-    // what is output.
+    // spare byte is overwritten by the next lane, and that of the last is put
+    // back as it was. No branch: in European text whether eight units are
+    // all ASCII, or the last one is, cannot be predicted.
+    const unsigned char saved = d[count];
     size_t j = 0;
-    for (int i = 0; i < 7; ++i) {
+    for (int i = 0; i < 8; ++i) {
       std::memcpy(d + j, &lanes[i], 2);
       j += 2 - ((ascii_bytes >> (2 * i)) & 1);
     }
-    if (ascii_bytes & 0x4000) {
-      d[j] = static_cast<unsigned char>(lanes[7]);
-    } else {
-      std::memcpy(d + j, &lanes[7], 2);
-    }
+    d[count] = saved;
   }
   return count;
 }
@@ -661,12 +737,23 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
 #if defined(__SSE2__)
       if constexpr (std::is_same_v<From, unsigned char>) {
         // Into UTF-16 and UTF-32, runs of three-byte forms (CJK) go faster
-        // two at a time.
+        // through ThreeByteBlock8.
         if (s >= no_block_before && (std::is_same_v<To, unsigned char> || (*s & 0xF0) != 0xE0)) {
-          const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-          if (_mm_movemask_epi8(v) != 0) {
+          const ByteBlock<16> first(s);
+          if (first.High() != 0) {
+            // Into UTF-8, 64 bytes where there is source and room for them,
+            // else (or where those do not pass) 16.
+            auto block = [&](size_t& k) -> size_t {
+              if constexpr (std::is_same_v<To, unsigned char>) {
+                if (n >= 64 && r >= 64) {
+                  if (const size_t used = MixedBlock<kWrite>(d, s, ByteBlock<64>(s), k))
+                    return used;
+                }
+              }
+              return MixedBlock<kWrite>(d, s, ByteBlock<16>(s), k);
+            };
             size_t k = 0;
-            if (size_t used = MixedBlock<kWrite>(d, s, v, k)) {
+            if (size_t used = block(k)) {
               // Text of one kind stays of that kind: keep to blocks while
               // they pass.
               do {
@@ -676,8 +763,7 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
                 n -= used;
                 if (n < kSafe || r < kSafe) break;
                 k = 0;
-                used = MixedBlock<kWrite>(d, s,
-                                          _mm_loadu_si128(reinterpret_cast<const __m128i*>(s)), k);
+                used = block(k);
               } while (used != 0);
               continue;
             }
@@ -690,8 +776,9 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
       if constexpr (std::is_same_v<From, unsigned short> && std::is_same_v<To, unsigned char>) {
         // ASCII, runs or the ASCII before the next other unit, goes through
         // AsciiRun; from a unit above 0x7F, text below U+0800 goes eight units
-        // a step through TwoByteBlock16 and CJK through ThreeByteBlock16.
-        if (r >= 24 && *s >= 0x80) {
+        // a step through TwoByteBlock16 and CJK through ThreeByteBlock16. No
+        // block takes a surrogate, which goes straight to Character.
+        if (r >= 24 && *s >= 0x80 && (*s & 0xF800) != 0xD800) {
           size_t k = TwoByteBlock16<kWrite>(d, s);
           if (k == 0) k = ThreeByteBlock16<kWrite>(d, s);
           if (k != 0) {
@@ -722,6 +809,21 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
           continue;
         }
       }
+#if defined(__SSE2__)
+      if constexpr (std::is_same_v<From, unsigned char> && !std::is_same_v<To, unsigned char>) {
+        if ((*s & 0xF0) == 0xE0 && ThreeByteBlock8<kWrite>(d, s) != 0) {
+          // Text of one script keeps to one length: stay with blocks while
+          // they pass.
+          do {
+            if constexpr (kWrite) d += 5;
+            r -= 5;
+            s += 15;
+            n -= 15;
+          } while (n >= kSafe && r >= kSafe && ThreeByteBlock8<kWrite>(d, s) != 0);
+          continue;
+        }
+      }
+#endif
       if constexpr (std::is_same_v<From, unsigned char>) {
         if (const size_t k = TwoCharacters<kWrite>(d, s, n)) {
           if constexpr (kWrite) d += k;
