@@ -724,6 +724,14 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
   size_t r = r_io;
   const From* s = s_io;
   size_t n = n_io;
+  // Moves past `out` destination units written and `in` source units read;
+  // measuring (!kWrite) has no destination pointer to move.
+  const auto advance = [&](size_t out, size_t in) {
+    if constexpr (kWrite) d += out;
+    r -= out;
+    s += in;
+    n -= in;
+  };
   Step step = Step::kGo;
   if constexpr (kCounted) {
     // While a whole vector of source and of room remains, neither the end of
@@ -757,10 +765,7 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
               // Text of one kind stays of that kind: keep to blocks while
               // they pass.
               do {
-                if constexpr (kWrite) d += k;
-                r -= k;
-                s += used;
-                n -= used;
+                advance(k, used);
                 if (n < kSafe || r < kSafe) break;
                 k = 0;
                 used = block(k);
@@ -782,17 +787,11 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
           size_t k = TwoByteBlock16<kWrite>(d, s);
           if (k == 0) k = ThreeByteBlock16<kWrite>(d, s);
           if (k != 0) {
-            if constexpr (kWrite) d += k;
-            r -= k;
-            s += 8;
-            n -= 8;
+            advance(k, 8);
             // Text of one kind stays of that kind: European text keeps to the
             // two-byte block, ASCII between its letters included.
             while (n >= kSafe && r >= 24 && (k = TwoByteBlock16<kWrite>(d, s)) != 0) {
-              if constexpr (kWrite) d += k;
-              r -= k;
-              s += 8;
-              n -= 8;
+              advance(k, 8);
             }
             continue;
           }
@@ -802,10 +801,7 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
       if constexpr (kHasAsciiRuns<From>) {
         if (*s < 0x80) {
           const size_t k = AsciiRun<kWrite>(d, s, n < r ? n : r);
-          if constexpr (kWrite) d += k;
-          s += k;
-          n -= k;
-          r -= k;
+          advance(k, k);
           continue;
         }
       }
@@ -815,10 +811,7 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
           // Text of one script keeps to one length: stay with blocks while
           // they pass.
           do {
-            if constexpr (kWrite) d += 5;
-            r -= 5;
-            s += 15;
-            n -= 15;
+            advance(5, 15);
           } while (n >= kSafe && r >= kSafe && ThreeByteBlock8<kWrite>(d, s) != 0);
           continue;
         }
@@ -851,10 +844,7 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
     if constexpr (kCounted && kHasAsciiRuns<From>) {
       if (*s < 0x80) {
         const size_t k = AsciiRun<kWrite>(d, s, n < r ? n : r);
-        if constexpr (kWrite) d += k;
-        s += k;
-        n -= k;
-        r -= k;
+        advance(k, k);
         continue;
       }
     }
