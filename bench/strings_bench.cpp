@@ -94,6 +94,82 @@ BENCHMARK(BM_glibc_strncpy_nul)->Apply(Sizes);
 BENCHMARK(BM_ky_snzprintf)->Apply(Sizes);
 BENCHMARK(BM_glibc_snprintf)->Apply(Sizes);
 
+// ---------------------------------------------------------------------------
+// Trimming copies against a std::string find_first_not_of/find_last_not_of
+// pair over the same text, and ky_strcasestr against glibc's strcasestr.
+
+// Text of n letters framed by a few white bytes at each end.
+std::string Framed(size_t n) {
+  std::string s = " \t  ";
+  for (size_t i = 0; i < n; ++i) s += static_cast<char>(i % 7 == 6 ? ' ' : 'a' + i % 26);
+  return s + "  \n";
+}
+
+void BM_ky_strtrimnzcpy(benchmark::State& state) {
+  const std::string s = Framed(static_cast<size_t>(state.range(0)));
+  std::vector<char> dst(s.size() + 1);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(ky_strtrimnzcpy(dst.data(), dst.size(), s.c_str()));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * s.size()));
+}
+
+void BM_ky_strtrimspcnzcpy(benchmark::State& state) {
+  const std::string s = Framed(static_cast<size_t>(state.range(0)));
+  std::vector<char> dst(s.size() + 1);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(ky_strtrimspcnzcpy(dst.data(), dst.size(), s.c_str()));
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * s.size()));
+}
+
+void BM_std_find_not_of_trim(benchmark::State& state) {
+  const std::string s = Framed(static_cast<size_t>(state.range(0)));
+  std::vector<char> dst(s.size() + 1);
+  const char* white = " \t\n\v\f\r";
+  for (auto _ : state) {
+    const size_t first = s.find_first_not_of(white);
+    const size_t len = first == std::string::npos ? 0 : s.find_last_not_of(white) - first + 1;
+    s.copy(dst.data(), len, first == std::string::npos ? 0 : first);
+    dst[len] = '\0';
+    benchmark::DoNotOptimize(dst.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * s.size()));
+}
+
+// 64 KiB of mixed-case words with the needle 100 bytes before the end.
+struct Haystack {
+  std::string text;
+  Haystack() {
+    const char* words[] = {"Lorem ", "IPSUM ", "dolor ", "Sit ", "amet, ", "neEdly ", "needs "};
+    for (size_t i = 0; text.size() < (64u << 10) - 100; ++i) text += words[(i * 5 + i / 7) % 7];
+    text += "The NEEDLE in the Haystack";
+    text.append(100 - 26, 'z');
+  }
+};
+constexpr const char* kNeedle = "needle IN THE haystack";
+
+void BM_ky_strcasestr(benchmark::State& state) {
+  const Haystack h;
+  for (auto _ : state) benchmark::DoNotOptimize(ky_strcasestr(h.text.c_str(), kNeedle));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * h.text.size()));
+}
+
+void BM_glibc_strcasestr(benchmark::State& state) {
+  const Haystack h;
+  for (auto _ : state) benchmark::DoNotOptimize(::strcasestr(h.text.c_str(), kNeedle));
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * h.text.size()));
+}
+
+BENCHMARK(BM_ky_strtrimnzcpy)->Apply(Sizes);
+BENCHMARK(BM_ky_strtrimspcnzcpy)->Apply(Sizes);
+BENCHMARK(BM_std_find_not_of_trim)->Apply(Sizes);
+BENCHMARK(BM_ky_strcasestr);
+BENCHMARK(BM_glibc_strcasestr);
+
 }  // namespace
 
 BENCHMARK_MAIN();

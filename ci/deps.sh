@@ -3,7 +3,11 @@
 # machine; does nothing when all of it is there.
 set -euo pipefail
 packages=(cmake ninja-build g++ clang libclang-rt-14-dev pkgconf python3 clang-format
-  libgtest-dev libgmock-dev libbenchmark-dev libicu-dev libspdlog-dev xxd)
+  libgtest-dev libgmock-dev libbenchmark-dev libicu-dev libspdlog-dev xxd
+  doxygen groff man-db dpkg-dev file gzip)
+packages+=(libabsl-dev)  # peer of the splitters in bench/split_bench.cpp
+packages+=(uuid-dev)     # peer of the UUID generator in bench/random_bench.cpp
+packages+=(libglib2.0-dev)  # peer of the Base64 codec in bench/codec_bench.cpp
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -1,20 +1,31 @@
 #!/usr/bin/env bash
 # Every test: installs what is missing and checks the format; runs the logger
-# and clock suites under ThreadSanitizer; then builds under AddressSanitizer
-# and UndefinedBehaviorSanitizer with -Werror and runs the suites, the
+# and clock suites and a log stress run under ThreadSanitizer; fuzzes each
+# target for 30 s; then builds under AddressSanitizer and
+# UndefinedBehaviorSanitizer with -Werror and runs the suites, the
 # C99/C++11 header checks, the ABI check, the install check and the fuzz
-# corpus replays.
+# corpus replays. Between them, the Debian packages are built and checked.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ci/deps.sh
 ci/format.sh --check
 
-# ThreadSanitizer over the logger and the clocks, whose process-wide state is
-# shared by every thread that logs. Only these suites: the build stays short.
+# ThreadSanitizer over every suite whose family keeps state or locks shared
+# by threads (the logger, the clocks, the random engine and UUIDs), and a short
+# log stress run. Only these: the build stays short. A family that adds such
+# state adds its suite here.
+tsan_suites=(log_test platform_test file_fault_test random_test exceptions_test)
 cmake --preset tsan
-cmake --build --preset tsan --target log_test platform_test
-build/tsan/tests/log_test --gtest_brief=1
-build/tsan/tests/platform_test --gtest_brief=1
+cmake --build --preset tsan --target "${tsan_suites[@]}" log_stress
+for suite in "${tsan_suites[@]}"; do build/tsan/tests/"$suite" --gtest_brief=1; done
+build/tsan/tests/log_stress --processes 4 --threads 4 --records 8000
+
+# Every fuzz target for 30 s with its seed corpus; a finding fails the run.
+ci/fuzz.sh 30
+
+# The Debian packages from an optimised build: each holds exactly its files,
+# and a C99 consumer builds against the unpacked -dev tree.
+ci/package.sh
 
 # Last, so that its summary closes the run.
 cmake --workflow --preset ci

@@ -33,6 +33,15 @@ int main(void) {
   CHECK(msg != NULL && strcmp(msg, "C99") == 0);
   ky_free(msg);
 
+  CHECK(ky_strtspclen(" \tab\t ") == 2);
+  CHECK(strcmp(ky_strtrimnzcpy(buf, sizeof buf, "\n trim \n"), "trim") == 0);
+
+  CHECK(ky_strcasestr("Hello World", "WORLD") != NULL);
+
+  msg = ky_strndupupr_dbg(0, 0, 0, "case", 2);
+  CHECK(msg != NULL && strcmp(msg, "CA") == 0);
+  ky_free(msg);
+
   msg = ky_strdup_dbg(0, 0, 0, "dup");
   CHECK(msg != NULL && strcmp(msg, "dup") == 0);
   ky_free(msg);

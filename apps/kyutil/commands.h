@@ -29,12 +29,36 @@ int RunTranscode(int argc, char** argv);
 int RunDemo(int argc, char** argv);
 int RunLog(int argc, char** argv);
 int RunHexdump(int argc, char** argv);
+int RunTrim(int argc, char** argv);
+int RunCase(int argc, char** argv);
+int RunSplit(int argc, char** argv);
+int RunHostport(int argc, char** argv);
+int RunLines(int argc, char** argv);
+
+// Maps UTF-8 stdin to upper or lower case on stdout through the Unicode case
+// tables; ill-formed input becomes U+FFFD. Returns an exit code.
+int CaseUtf8(bool upper);
+int RunUrlDecode(int argc, char** argv);
+int RunUuid(int argc, char** argv);
+int RunRandom(int argc, char** argv);
+int RunBase64(int argc, char** argv);
+int RunBase32(int argc, char** argv);
+int RunHex(int argc, char** argv);
 
 // Sections of `kyutil demo`, one per family.
 void DemoStrings();
+void DemoStringsEdit();
+void DemoStringsList();
+void DemoNet();
 void DemoPlatform();
 void DemoLog();
 void DemoUtf();
+void DemoTextBuffer();
+void DemoCaseTables();
+void DemoCodec();
+void DemoRandom();
+void DemoExceptions();
+void DemoCodecIo();
 
 }  // namespace kyutil
 

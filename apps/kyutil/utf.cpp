@@ -1,4 +1,5 @@
-// kyutil transcode, and the Unicode part of the demo.
+// kyutil transcode, the Unicode case mapping of kyutil case, and the Unicode
+// part of the demo.
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -197,6 +198,44 @@ void DemoUtf() {
   ky::utf_enumerator<unsigned char> e(text, len);
   for (unsigned int cp; e.next(cp);) std::printf(" U+%04X", cp);
   std::printf(" (%zu)\n", e.index);
+}
+
+int CaseUtf8(bool upper) {
+  std::string input;
+  char chunk[65536];
+  size_t got;
+  while ((got = std::fread(chunk, 1, sizeof chunk, stdin)) > 0) input.append(chunk, got);
+  if (std::ferror(stdin)) {
+    std::perror("kyutil case: stdin");
+    return kExitFailure;
+  }
+  const std::string out = upper ? ky::utf::case_convert_utf8<ky::utf::ToUpper>(input)
+                                : ky::utf::case_convert_utf8<ky::utf::ToLower>(input);
+  if (std::fwrite(out.data(), 1, out.size(), stdout) != out.size() || std::fflush(stdout) != 0) {
+    std::perror("kyutil case: stdout");
+    return kExitFailure;
+  }
+  return kExitOk;
+}
+
+void DemoCaseTables() {
+  std::puts("== utf: character types and UTF-32 case tables");
+  const unsigned char bytes[] = {'7', 'b', 'x', '\t', '_'};
+  std::printf("  _char_types:");
+  for (unsigned char b : bytes) std::printf(" 0x%02X->0x%02X", b, ky::utf::_char_types[b]);
+  std::printf("\n");
+  const unsigned int points[] = {0x61, 0xFF, 0x3C2, 0x1C5, 0xDF, 0x10428};
+  for (unsigned int cp : points) {
+    std::printf("  U+%04X: upper U+%04X, lower U+%04X\n", cp,
+                ky::utf::case_convert<ky::utf::ToUpper>(cp),
+                ky::utf::case_convert<ky::utf::ToLower>(cp));
+  }
+  const std::string text =
+      "Stra\xC3\x9F"
+      "e \xCE\xB1\xCF\x82 \xC8\xBA";
+  std::printf("  UTF-8 \"%s\" -> upper \"%s\", lower \"%s\"\n", text.c_str(),
+              ky::utf::case_convert_utf8<ky::utf::ToUpper>(text).c_str(),
+              ky::utf::case_convert_utf8<ky::utf::ToLower>(text).c_str());
 }
 
 }  // namespace kyutil

@@ -43,7 +43,7 @@ KY_BEGIN_C
 // A held log-file descriptor in a cell from ky_malloc. Created by a writer in
 // mode OpenAndHold and freed by one in mode UseHeldAndRelease.
 typedef struct LogFileHandle {
-  int fd;
+  int fd;  // the open, locked log file
 } LogFileHandle;
 
 // How an _ex_ writer gets its descriptor (the `mode` argument).
@@ -252,6 +252,7 @@ class KY_API log {
 // Holds a logger's Lock for a scope.
 class log_lock {
  public:
+  // Locks logger (see log::Lock); the destructor unlocks it.
   explicit log_lock(const log& logger, const char* file = nullptr, int line = 0,
                     const char* function = nullptr)
       : _log(logger), _file(file), _line(line), _function(function) {
@@ -280,6 +281,7 @@ class log_lock {
       ky_log_ref_.Log(ky_log_level_, __FILE__, __LINE__, __func__, __VA_ARGS__); \
   } while (0)
 
+// KY_LOG at the level in the macro's name.
 #define KY_LOG_ALWAYS(logger, ...) KY_LOG(logger, ::ky::log::LevelAlways, __VA_ARGS__)
 #define KY_LOG_EMERG(logger, ...) KY_LOG(logger, ::ky::log::LevelEmerg, __VA_ARGS__)
 #define KY_LOG_ALERT(logger, ...) KY_LOG(logger, ::ky::log::LevelAlert, __VA_ARGS__)

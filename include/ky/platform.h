@@ -2,7 +2,7 @@
 //
 // Platform services with C linkage: path text, file tests, the temporary
 // directory, date and time stamps, the execution timer, sleeping, process and
-// thread ids.
+// thread ids, and loading shared libraries at run time.
 //
 // Paths use '/' as the only separator; no other character is special. The
 // path helpers never allocate: results go into the caller's buffer or point
@@ -141,6 +141,24 @@ KY_API long ky_CurrentThreadId(void);
 
 // The process id.
 KY_API long ky_CurrentProcessId(void);
+
+// ---------------------------------------------------------------------------
+// Dynamic libraries: thin wrappers over the dynamic loader, keeping no state
+// (the loader's own locking applies). On failure the loader's message is left
+// for dlerror().
+
+// Loads the shared object fileName with lazy binding and local symbol scope; a
+// name without '/' is searched as the loader searches. A null fileName gives
+// the handle of the main program. Returns the handle, or null on failure.
+KY_API void* ky_LoadLibrary(const char* fileName);
+
+// The address of symbol in the library behind handle, or null when it is not
+// found.
+KY_API void* ky_GetLibraryFunction(void* handle, const char* symbol);
+
+// Unloads *handle and sets *handle to null whatever the outcome. handle must
+// not be null. Returns 0 on success, non-zero on failure.
+KY_API int ky_FreeLibrary(void** handle);
 
 KY_END_C
 

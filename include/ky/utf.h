@@ -1,7 +1,8 @@
 // File: ky/utf.h
 //
 // Unicode transcoding between UTF-8, UTF-16 and UTF-32 code units (namespace
-// ky::utf), and a code-point enumerator (ky::utf_enumerator).
+// ky::utf), a code-point enumerator (ky::utf_enumerator), and at the end the
+// character-type and UTF-32 case-mapping tables with their inline lookups.
 //
 // Code units are native-endian unsigned integers: unsigned char for UTF-8,
 // unsigned short for UTF-16, unsigned int for UTF-32. Lengths and rooms count
@@ -217,6 +218,95 @@ extern template KY_API bool utf_enumerator<unsigned char>::next(unsigned int&);
 extern template KY_API bool utf_enumerator<unsigned short>::next(unsigned int&);
 extern template KY_API bool utf_enumerator<unsigned int>::next(unsigned int&);
 
+// ---------------------------------------------------------------------------
+// Character types and UTF-32 case mapping: constant tables that the inline
+// lookups below (and callers' own inline code) read. Immutable, so safe on any
+// thread.
+
+namespace utf {
+
+// Flags of _char_types. Bytes 0x80..0xFF carry none: the table classifies
+// ASCII only, whatever the locale.
+enum CharTypeFlag {
+  CharDigit = 0x01,        // 0-9
+  CharHexDigit = 0x02,     // 0-9, A-F, a-f
+  CharLetter = 0x04,       // A-Z, a-z
+  CharLetterDigit = 0x08,  // 0-9, A-Z, a-z
+  CharSpace = 0x10         // tab, line feed, vertical tab, form feed, return, space
+};
+
+// The CharTypeFlag set of each byte value; there is no case flag.
+extern KY_API const unsigned char _char_types[256];
+
+// Direction of a case mapping.
+enum CaseConversionType { ToUpper = 0, ToLower = 1 };
+
+// Two-level map from a code point to its simple (one-to-one) case counterpart:
+// the block of cp is msw_lookup_[cp >> 8] (0xFF: no mapping in those 256 code
+// points), the result lsb_lookup_[block][cp & 0xFF] (0xFFFFFFFF: no mapping).
+// Covers the cased letters up to 0x104FF at the Unicode 6.1 level; titlecase
+// letters map to nothing in either direction. Use case_convert() below rather
+// than reading the members directly.
+template <CaseConversionType C>
+struct KY_API utf32_casing_lookup_table {
+  static const size_t msw_upperbound_;  // highest valid index of msw_lookup_ (0x104)
+  // Block number of each high part cp >> 8, or 0xFF when the block maps nothing.
+  static const unsigned char* const msw_lookup_;
+  // The mapped code point of each low byte, one row of 256 per block.
+  static const unsigned int (*const lsb_lookup_)[256];
+};
+
+extern template struct utf32_casing_lookup_table<ToUpper>;
+extern template struct utf32_casing_lookup_table<ToLower>;
+
+// The counterpart of code point cp under C, or cp itself when it has none
+// (values above 0x10FFFF included).
+template <CaseConversionType C>
+inline unsigned int case_convert(unsigned int cp) {
+  typedef utf32_casing_lookup_table<C> table;
+  const unsigned int hi = cp >> 8;
+  if (hi > table::msw_upperbound_) return cp;
+  const unsigned char block = table::msw_lookup_[hi];
+  if (block == 0xFF) return cp;
+  const unsigned int m = table::lsb_lookup_[block][cp & 0xFF];
+  return m == 0xFFFFFFFFu ? cp : m;
+}
+
+// Maps the n code points at p in place. A null p with n 0 is fine.
+template <CaseConversionType C>
+inline void case_convert(unsigned int* p, size_t n) {
+  // Every unit is stored, mapped or not: a conditional store would turn into a
+  // branch that mixed-script text keeps mispredicting.
+  for (size_t i = 0; i < n; ++i) p[i] = case_convert<C>(p[i]);
+}
+
+// Returns the UTF-8 text of the len bytes at src with every code point mapped
+// under C. Ill-formed input becomes U+FFFD first (as ReplaceInvalid); a 0 byte
+// is an ordinary character. A null src gives "". The mapped text may differ in
+// length from the source (0x23A <-> 0x2C65 change between two and three bytes).
+// Throws what std::basic_string throws when memory runs out.
+template <CaseConversionType C>
+inline std::string case_convert_utf8(const char* src, size_t len) {
+  std::string out;
+  std::basic_string<unsigned int> u32;
+  if (convert<ReplaceInvalid>(reinterpret_cast<const unsigned char*>(src), len, u32) ==
+      ConvertNullPointer) {
+    return out;
+  }
+  case_convert<C>(&u32[0], u32.size());
+  std::basic_string<unsigned char> u8;
+  convert<ReplaceInvalid>(u32, u8);
+  out.assign(reinterpret_cast<const char*>(u8.data()), u8.size());
+  return out;
+}
+
+// As above for a whole string.
+template <CaseConversionType C>
+inline std::string case_convert_utf8(const std::string& src) {
+  return case_convert_utf8<C>(src.data(), src.size());
+}
+
+}  // namespace utf
 }  // namespace ky
 
 #endif  // KY_UTF_H
