@@ -14,7 +14,7 @@ ci/format.sh --check
 # by threads (the logger, the clocks, the random engine and UUIDs), and a short
 # log stress run. Only these: the build stays short. A family that adds such
 # state adds its suite here.
-tsan_suites=(log_test platform_test file_fault_test random_test exceptions_test)
+tsan_suites=(log_test platform_test file_fault_test random_test uuid_test exceptions_test)
 cmake --preset tsan
 cmake --build --preset tsan --target "${tsan_suites[@]}" log_stress
 for suite in "${tsan_suites[@]}"; do build/tsan/tests/"$suite" --gtest_brief=1; done

@@ -7,19 +7,66 @@
 // block as it was; the run after the failures must succeed again.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <memory>
+#include <new>
 #include <set>
 #include <string>
 
 #include "ky/log.h"
 #include "ky/memory.h"
+#include "ky/random.h"
 #include "ky/strings.h"
 #include "ky/text_buffer.h"
+#include "ky/uuid.h"
 #include "support/scratch.h"
 #include "support/test_allocator.h"
+
+// The random classes take their engine record and generator objects from the
+// global operator new, not from ky_malloc. While a sweep is armed these
+// replacements count the requests, fail the chosen one, and keep a tally of
+// the blocks that the armed run still holds.
+namespace new_sweep {
+std::atomic<bool> armed{false};
+std::atomic<size_t> requests{0};
+std::atomic<size_t> failing{0};
+std::atomic<long> live{0};
+
+// Each block carries a header that says whether an armed run took it.
+constexpr size_t kHeader = alignof(std::max_align_t);
+
+void* Take(size_t n) {
+  const bool counted = armed.load();
+  if (counted && ++requests == failing.load()) return nullptr;
+  char* p = static_cast<char*>(std::malloc(kHeader + (n ? n : 1)));
+  if (!p) return nullptr;
+  *reinterpret_cast<bool*>(p) = counted;
+  if (counted) ++live;
+  return p + kHeader;
+}
+
+void Give(void* block) {
+  if (!block) return;
+  char* p = static_cast<char*>(block) - kHeader;
+  if (*reinterpret_cast<bool*>(p)) --live;
+  std::free(p);
+}
+}  // namespace new_sweep
+
+void* operator new(size_t n) {
+  if (void* p = new_sweep::Take(n)) return p;
+  throw std::bad_alloc();
+}
+void* operator new(size_t n, const std::nothrow_t&) noexcept { return new_sweep::Take(n); }
+void operator delete(void* p) noexcept { new_sweep::Give(p); }
+void operator delete(void* p, size_t) noexcept { new_sweep::Give(p); }
+void operator delete(void* p, const std::nothrow_t&) noexcept { new_sweep::Give(p); }
 
 namespace {
 
@@ -372,6 +419,115 @@ TEST_F(AllocSweep, NullForZeroBytes) {
   EXPECT_EQ(ky_FormatMessageWithArgs("plain", 0), nullptr);
   EXPECT_EQ(ExpectBlock(ky_FormatMessage("plain", 0, nullptr), "plain"), Ran::Complete);
   EXPECT_EQ(ExpectBlock(ky_strdup(""), ""), Ran::Complete);
+}
+
+// Rows for the entries that allocate with operator new. A run reports
+// Exhausted when the call threw std::bad_alloc or returned the null its
+// contract gives; a failed run leaves no block behind, a complete one only
+// the blocks the entry keeps on purpose.
+struct NewRow {
+  const char* name;
+  long kept;  // blocks a complete run keeps for the process
+  std::function<Ran()> run;
+};
+
+const unsigned kKey[3] = {1, 2, 3};
+
+Ran Draws(const ky::random& r) {
+  // A generator that came through is a working one.
+  const unsigned a = r.get<unsigned>(0, 999), b = r.get<unsigned>(0, 999);
+  EXPECT_TRUE(a < 1000 && b < 1000);
+  return Ran::Complete;
+}
+
+template <typename Make>
+Ran Construct(Make make) {
+  try {
+    return Draws(*make());
+  } catch (const std::bad_alloc&) {
+    return Ran::Exhausted;
+  }
+}
+
+const NewRow kNewRows[] = {
+    // The shared UUID generator is made by the first UUID of the process and
+    // must be retried after a failure; the row comes first so that no other
+    // row has made it.
+    {"ky::uuid::uuid(bool)", 2,
+     [] {
+       try {
+         ky::uuid id(true);
+         EXPECT_EQ(id.value()[6] >> 4, 4);
+         return Ran::Complete;
+       } catch (const std::bad_alloc&) {
+         EXPECT_EQ(ky::uuid::prand_, nullptr);
+         return Ran::Exhausted;
+       }
+     }},
+    {"MT_create_rand", 0,
+     [] {
+       MtState* s = MT_create_rand(5489);
+       if (!s) return Ran::Exhausted;
+       MT_destroy_rand(&s);
+       return Ran::Complete;
+     }},
+    {"MT_create_rand2", 0,
+     [] {
+       MtState* s = MT_create_rand2(kKey, 3);
+       if (!s) return Ran::Exhausted;
+       MT_destroy_rand(&s);
+       return Ran::Complete;
+     }},
+    {"ky::random::random()", 0,
+     [] { return Construct([] { return std::make_unique<ky::random>(); }); }},
+    {"ky::random::random(unsigned int, bool)", 0,
+     [] { return Construct([] { return std::make_unique<ky::random>(7u, true); }); }},
+    {"ky::random::random(unsigned int const*, int, bool)", 0,
+     [] { return Construct([] { return std::make_unique<ky::random>(kKey, 3, true); }); }},
+    {"ky::random::randomize(unsigned int const*, int) const", 0,
+     [] {
+       new_sweep::armed = false;
+       ky::random r(7u);
+       new_sweep::armed = true;
+       try {
+         r.randomize(kKey, 3);
+       } catch (const std::bad_alloc&) {
+         Draws(r);
+         return Ran::Exhausted;
+       }
+       return Draws(r);
+     }},
+};
+
+// The k-th request fails for k = 1, 2, ... until a run makes fewer than k
+// requests, which is then the run that completed: this order also reaches
+// the one-time allocations, which a counting run first would use up.
+TEST(AllocSweepNew, EveryRequestFailsInTurn) {
+  const std::set<std::string> exported = ExportedNames();
+  for (const NewRow& row : kNewRows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(exported.count(row.name), 1u) << row.name << " is not exported";
+    size_t failures = 0;
+    for (size_t k = 1;; ++k) {
+      new_sweep::requests = 0;
+      new_sweep::failing = k;
+      new_sweep::live = 0;
+      new_sweep::armed = true;
+      const Ran ran = row.run();
+      new_sweep::armed = false;
+      if (new_sweep::requests < k) {
+        EXPECT_EQ(ran, Ran::Complete);
+        EXPECT_EQ(new_sweep::live, row.kept) << "leak in the complete run";
+        break;
+      }
+      EXPECT_EQ(new_sweep::live, 0) << "leak with request " << k << " failing";
+      EXPECT_EQ(ran, Ran::Exhausted) << "request " << k << " failed unseen";
+      ++failures;
+    }
+    EXPECT_GE(failures, 1u) << "a row whose call takes no memory";
+  }
+  char hex[33];
+  EXPECT_NE(ky_uuid_get_hex(hex, sizeof hex, 1), nullptr);
 }
 
 }  // namespace

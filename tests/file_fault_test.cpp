@@ -2,17 +2,21 @@
 // directory goes away, that another process renames or truncates, or whose
 // path turns into a directory. Whatever happens to the file, a writer must
 // not crash or leak, must leave only whole records in a file that can take
-// them, and the next write after the fault is repaired must work.
+// them, and the next write after the fault is repaired must work. Text-buffer
+// loads meet directories, FIFOs and files that change while they load.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdarg>
+#include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "ky/log.h"
+#include "ky/text_buffer.h"
 #include "support/scratch.h"
 #include "support/test_allocator.h"
 
@@ -172,8 +176,78 @@ TEST(LogFullDevice, EveryModeFailsQuietly) {
   ExpectWholeRecords(ReadFile(path), {"after"});
 }
 
-// Text-buffer loads (a directory, a FIFO, a file that shrinks or grows while
-// it loads, an unreadable file) get their own suite here, TextBufferLoadFault,
-// when the text buffer is built.
+// Text-buffer loads of what is not a plain, steady file. A failed load
+// leaves the object cleared with its old block kept, and the next load of a
+// good file works; a file that grows after its size was taken loads that size.
+std::string g_loadPath;
+
+struct LoadFault {
+  const char* name;
+  // Prepares g_loadPath; returns false when the machine cannot make the case.
+  bool (*make)();
+  // Runs inside LoadFile, between the size query and the read.
+  void (*during)();
+  const char* loads;  // the text a successful load holds; null: the load fails
+};
+
+void WriteText(const char* text) { std::ofstream(g_loadPath, std::ios::binary) << text; }
+
+const LoadFault kLoadFaults[] = {
+    {"directory", [] { return fs::create_directory(g_loadPath); }, nullptr, nullptr},
+    {"fifo", [] { return ::mkfifo(g_loadPath.c_str(), 0600) == 0; }, nullptr, nullptr},
+    {"missing", [] { return true; }, nullptr, nullptr},
+    {"dangling link", [] { return ::symlink("nowhere", g_loadPath.c_str()) == 0; }, nullptr,
+     nullptr},
+    {"unreadable",
+     [] {
+       WriteText("secret\n");
+       // The superuser reads whatever the mode says.
+       return ::chmod(g_loadPath.c_str(), 0) == 0 && ::access(g_loadPath.c_str(), R_OK) != 0;
+     },
+     nullptr, nullptr},
+    {"shrinks", [] { return WriteText("0123456789\n"), true; },
+     [] { fs::resize_file(g_loadPath, 4); }, nullptr},
+    {"becomes a fifo", [] { return WriteText("0123456789\n"), true; },
+     [] {
+       fs::remove(g_loadPath);
+       ::mkfifo(g_loadPath.c_str(), 0600);
+     },
+     nullptr},
+    {"grows", [] { return WriteText("0123456789\n"), true; },
+     [] { std::ofstream(g_loadPath, std::ios::app) << "more\n"; }, "0123456789\n"},
+};
+
+TEST(TextBufferLoadFault, FailsCleanlyAndRecovers) {
+  for (const LoadFault& fault : kLoadFaults) {
+    SCOPED_TRACE(fault.name);
+    ky::test::ScratchDir scratch;
+    g_loadPath = scratch / "load";
+    const std::string good = scratch / "good";
+    std::ofstream(good) << "old text\n";
+    if (!fault.make()) {
+      std::printf("skipped: %s\n", fault.name);
+      continue;
+    }
+    ky::test::AllocScope allocs;
+    ky::TextBuffer buffer(8);
+    ASSERT_TRUE(buffer.LoadFile(good.c_str()));
+    char* const old = buffer.GetBuffer();
+    if (fault.during) ky::test::BeforeNextMalloc(fault.during);
+    const bool loaded = buffer.LoadFile(g_loadPath.c_str());
+    size_t n = 0;
+    const char* line = buffer.ReadLine(&n, '\0');
+    if (fault.loads) {
+      ASSERT_TRUE(loaded);
+      EXPECT_EQ(std::string(line, n), fault.loads);
+    } else {
+      EXPECT_FALSE(loaded);
+      EXPECT_EQ(buffer.GetBuffer(), old) << "the old block is kept";
+      EXPECT_EQ(buffer.GetLength(), 0u);
+      EXPECT_EQ(line, nullptr);
+    }
+    ASSERT_TRUE(buffer.LoadFile(good.c_str()));
+    EXPECT_STREQ(buffer.GetBuffer(), "old text\n");
+  }
+}
 
 }  // namespace

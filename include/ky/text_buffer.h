@@ -37,9 +37,12 @@ class KY_API TextBuffer {
 
   // Replaces the content with the bytes of the file at path (symbolic links
   // followed). The text ends at the first NUL byte of the file, while the
-  // capacity covers the whole file and its terminator. On failure (missing or
-  // unreadable file, short read, no memory) returns false and leaves the
-  // object cleared: a block it held stays, empty.
+  // capacity covers the whole file and its terminator. Only regular files
+  // load: a directory, FIFO or device fails without blocking. The size is
+  // taken first, so a file that grows meanwhile loads that many bytes. On
+  // failure (missing, unreadable or not a regular file, a file that shrank,
+  // no memory) returns false and leaves the object cleared: a block it held
+  // stays, empty.
   virtual bool LoadFile(const char* path);
 
   // Empties the text: a block, if any, is kept with its capacity and gets its

@@ -70,11 +70,15 @@ bool TextBuffer::SetBuffer(char* text, size_t size, size_t textLength) {
 bool TextBuffer::LoadFile(const char* path) {
   Clear();
   struct stat st;
-  if (!path || ::stat(path, &st) != 0 || st.st_size < 0) return false;
+  // Only a regular file has a size that says what a read will bring: a FIFO
+  // would block the open, a directory fails the read.
+  if (!path || ::stat(path, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size < 0) return false;
   const size_t size = static_cast<size_t>(st.st_size);
   char* block = static_cast<char*>(ky_malloc(size + 1));
   if (!block) return false;
-  const int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  // Non-blocking in case the path became a FIFO after the status query;
+  // a regular file reads the same either way.
+  const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) {
     ky_free(block);
     return false;

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -20,6 +21,7 @@ std::unordered_map<const void*, size_t>& Blocks() {
 size_t g_requests = 0;
 size_t g_fail_at = 0;  // request number that fails; 0 for none
 bool g_null_for_zero = false;
+void (*g_before_malloc)() = nullptr;
 
 // Called with the mutex held; true when this request must fail.
 bool RequestFails(size_t n) {
@@ -36,6 +38,12 @@ bool RequestFails(size_t n) {
 extern "C" {
 
 void* ky_malloc(size_t n) {
+  void (*before)() = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(Mutex());
+    std::swap(before, g_before_malloc);
+  }
+  if (before) before();
   std::lock_guard<std::mutex> lock(Mutex());
   if (RequestFails(n)) return nullptr;
   void* p = std::malloc(n ? n : 1);
@@ -85,6 +93,11 @@ void FailRequest(size_t nth) {
   g_fail_at = nth ? g_requests + nth : 0;
 }
 
+void BeforeNextMalloc(void (*fn)()) {
+  std::lock_guard<std::mutex> lock(Mutex());
+  g_before_malloc = fn;
+}
+
 void NullForZeroBytes(bool on) {
   std::lock_guard<std::mutex> lock(Mutex());
   g_null_for_zero = on;
@@ -95,6 +108,7 @@ AllocScope::AllocScope() : live_at_start_(LiveBlocks()) {}
 AllocScope::~AllocScope() {
   FailRequest(0);
   NullForZeroBytes(false);
+  BeforeNextMalloc(nullptr);
   EXPECT_EQ(LiveBlocks(), live_at_start_) << "blocks from ky_malloc leaked in this scope";
 }
 

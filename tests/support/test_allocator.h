@@ -24,6 +24,9 @@ void FailRequest(size_t nth);
 
 // Makes requests for 0 bytes answer null while on.
 void NullForZeroBytes(bool on);
+// Runs fn once, at the next ky_malloc, before serving it: lets a test change
+// the world at an exact point inside a call.
+void BeforeNextMalloc(void (*fn)());
 
 // Scope for one test: disarms the knobs on exit and checks that the scope
 // gave back every block it took.
