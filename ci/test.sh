@@ -11,10 +11,9 @@ ci/deps.sh
 ci/format.sh --check
 
 # ThreadSanitizer over every suite whose family keeps state or locks shared
-# by threads (the logger, the clocks, the random engine and UUIDs: random_test
-# holds both), and a short
-# log stress run. Only these: the build stays short. A family that adds such
-# state adds its suite here.
+# by threads (the logger, the clocks, the random engine and UUIDs, the last two
+# both in random_test), and a short log stress run. Only these: the build
+# stays short. A family that adds such state adds its suite here.
 tsan_suites=(log_test platform_test file_fault_test random_test exceptions_test)
 cmake --preset tsan
 cmake --build --preset tsan --target "${tsan_suites[@]}" log_stress
