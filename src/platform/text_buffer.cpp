@@ -2,10 +2,12 @@
 #include "ky/text_buffer.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "ky/memory.h"
@@ -28,6 +30,18 @@ size_t ReadFully(int fd, char* p, size_t size) {
     }
   }
   return got;
+}
+
+// A large file lands in fresh memory that the read faults in page by page;
+// asking for huge pages over the block's whole pages cuts those faults by
+// hundreds, which is most of the load's cost. Advice only: the block stays
+// the allocator's, and a kernel without the feature ignores it.
+void AdviseLargeBlock(char* block, size_t size) {
+  constexpr size_t kHuge = size_t{2} << 20;
+  if (size < 2 * kHuge) return;
+  const uintptr_t start = (reinterpret_cast<uintptr_t>(block) + kHuge - 1) & ~(kHuge - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(block) + size) & ~(kHuge - 1);
+  if (end > start) ::madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
 }
 
 }  // namespace
@@ -76,6 +90,7 @@ bool TextBuffer::LoadFile(const char* path) {
   const size_t size = static_cast<size_t>(st.st_size);
   char* block = static_cast<char*>(ky_malloc(size + 1));
   if (!block) return false;
+  AdviseLargeBlock(block, size);
   // Non-blocking in case the path became a FIFO after the status query;
   // a regular file reads the same either way.
   const int fd = ::open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
