@@ -12,11 +12,19 @@ namespace {
 // reach the locale's table as negative values, like every classification
 // call of the toolkit.
 struct LocaleSpace {
-  static bool White(char c) { return std::isspace(static_cast<int>(c)) != 0; }
+#ifdef __GLIBC__
+  // The calling thread's classification table, fetched once per call: the
+  // same answers as isspace without a library call per byte. It is indexed
+  // from -128, as the widened char needs.
+  const unsigned short* table = *__ctype_b_loc();
+  bool White(char c) const { return (table[static_cast<int>(c)] & _ISspace) != 0; }
+#else
+  bool White(char c) const { return std::isspace(static_cast<int>(c)) != 0; }
+#endif
 };
 
 struct BlankTab {
-  static bool White(char c) { return c == ' ' || c == '\t'; }
+  bool White(char c) const { return c == ' ' || c == '\t'; }
 };
 
 enum class Bound { kNul, kAtMost, kExact };
@@ -32,16 +40,17 @@ struct Trim {
 template <class Rule, Bound B>
 Trim Measure(const char* s, size_t n) {
   if (!s) return {0, 0};
+  const Rule rule;
   size_t lead = 0;
   if (B == Bound::kNul) {
-    while (Rule::White(s[lead])) ++lead;
+    while (rule.White(s[lead])) ++lead;
   } else {
-    while (lead < n && Rule::White(s[lead])) ++lead;
+    while (lead < n && rule.White(s[lead])) ++lead;
   }
   size_t len = B == Bound::kNul      ? std::strlen(s + lead)
                : B == Bound::kAtMost ? ::strnlen(s + lead, n - lead)
                                      : n - lead;
-  while (len != 0 && Rule::White(s[lead + len - 1])) --len;
+  while (len != 0 && rule.White(s[lead + len - 1])) --len;
   return {lead, len};
 }
 
