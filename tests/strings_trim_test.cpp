@@ -1,102 +1,75 @@
-// White-space trimming: every kernel, trimmed length, in-place trim and copy
-// against a naive model, and the asymmetries the family keeps on purpose.
+// White-space trimming and case conversion against naive models, and the
+// asymmetries both families keep on purpose.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
+#include "ky/memory.h"
 #include "ky/strings.h"
+#include "support/test_allocator.h"
 
 namespace {
 
+using namespace std::string_literals;
+
+std::string Text(std::mt19937& rng, const std::string& alphabet, size_t max) {
+  std::string s(rng() % (max + 1), ' ');
+  for (char& c : s) c = alphabet[rng() % alphabet.size()];
+  return s;
+}
 bool BlankTab(char c) { return c == ' ' || c == '\t'; }
 bool LocaleSpace(char c) { return std::isspace(static_cast<int>(c)) != 0; }
+std::string UpToNul(const std::string& s, size_t n) {
+  return s.substr(0, std::min(s.find('\0'), n));
+}
 
-// The model: lead and trimmed length of the bytes an entry may see, found by
-// plain index scans from both ends.
-struct Trim {
-  size_t lead, len;
-};
-Trim Model(const std::string& seen, bool (*white)(char)) {
+// Lead and trimmed length of the bytes an entry may see, by index scans.
+std::pair<size_t, size_t> Model(const std::string& seen, bool (*white)(char)) {
   size_t first = 0, last = seen.size();
   while (first < last && white(seen[first])) ++first;
   while (last > first && white(seen[last - 1])) --last;
   return {first, last - first};
 }
-std::string UpToNul(const std::string& s, size_t n) {
-  return s.substr(0, std::min(s.find('\0'), n));
-}
 
-enum class Bound { kNul, kAtMost, kExact };
-struct Kernel {
-  void (*measure)(const char*, size_t, size_t*, size_t*);
-  size_t (*tlen)(const char*, size_t);
-  bool (*white)(char);
-  Bound bound;
+// Tables ordered so that the index tells the form. Kernels (NUL-terminated, at
+// most n, exactly n) and in-place trims: three isspace forms, three blank-tab.
+const std::pair<void (*)(const char*, size_t, size_t*, size_t*), size_t (*)(const char*, size_t)>
+    kKernels[] = {
+        {[](const char* s, size_t, size_t* a, size_t* b) { ky_strtrimlen(s, a, b); },
+         [](const char* s, size_t) { return ky_strtlen(s); }},
+        {ky_strntrimlen, ky_strntlen},
+        {ky_strxntrimlen, ky_strxntlen},
+        {[](const char* s, size_t, size_t* a, size_t* b) { ky_strtrimspclen(s, a, b); },
+         [](const char* s, size_t) { return ky_strtspclen(s); }},
+        {ky_strntrimspclen, ky_strntspclen},
+        {ky_strxntrimspclen, ky_strxntspclen},
 };
-const Kernel kKernels[] = {
-    {[](const char* s, size_t, size_t* a, size_t* b) { ky_strtrimlen(s, a, b); },
-     [](const char* s, size_t) { return ky_strtlen(s); }, LocaleSpace, Bound::kNul},
-    {ky_strntrimlen, ky_strntlen, LocaleSpace, Bound::kAtMost},
-    {ky_strxntrimlen, ky_strxntlen, LocaleSpace, Bound::kExact},
-    {[](const char* s, size_t, size_t* a, size_t* b) { ky_strtrimspclen(s, a, b); },
-     [](const char* s, size_t) { return ky_strtspclen(s); }, BlankTab, Bound::kNul},
-    {ky_strntrimspclen, ky_strntspclen, BlankTab, Bound::kAtMost},
-    {ky_strxntrimspclen, ky_strxntspclen, BlankTab, Bound::kExact},
-};
-
-struct InPlace {
-  char* (*fn)(char*);
-  bool (*white)(char);
-  bool left, right;
-};
-const InPlace kInPlace[] = {
-    {ky_strltrim, LocaleSpace, true, false}, {ky_strrtrim, LocaleSpace, false, true},
-    {ky_strtrim, LocaleSpace, true, true},   {ky_strltrimspc, BlankTab, true, false},
-    {ky_strrtrimspc, BlankTab, false, true}, {ky_strtrimspc, BlankTab, true, true},
-};
-
-using Copy = char* (*)(char*, size_t, const char*, size_t);
-template <char* (*F)(char*, size_t, const char*)>
-char* NoBound(char* d, size_t size, const char* s, size_t) {
-  return F(d, size, s);
-}
-struct CopyForm {
-  Copy fn;
-  bool (*white)(char);
-  bool bounded, right_only, always_nul;
-};
-const CopyForm kCopies[] = {
-    {NoBound<ky_strtrimncpy>, LocaleSpace, false, false, false},
-    {NoBound<ky_strtrimnzcpy>, LocaleSpace, false, false, true},
-    {NoBound<ky_strrtrimncpy>, LocaleSpace, false, true, false},
-    {NoBound<ky_strrtrimnzcpy>, LocaleSpace, false, true, true},
-    {ky_strntrimncpy, LocaleSpace, true, false, false},
-    {ky_strntrimnzcpy, LocaleSpace, true, false, true},
-    {ky_strnrtrimncpy, LocaleSpace, true, true, false},
-    {ky_strnrtrimnzcpy, LocaleSpace, true, true, true},
-    {NoBound<ky_strtrimspcncpy>, BlankTab, false, false, false},
-    {NoBound<ky_strtrimspcnzcpy>, BlankTab, false, false, true},
-    {NoBound<ky_strrtrimspcncpy>, BlankTab, false, true, false},
-    {NoBound<ky_strrtrimspcnzcpy>, BlankTab, false, true, true},
-    {ky_strntrimspcncpy, BlankTab, true, false, false},
-    {ky_strntrimspcnzcpy, BlankTab, true, false, true},
-    {ky_strnrtrimspcncpy, BlankTab, true, true, false},
-    {ky_strnrtrimspcnzcpy, BlankTab, true, true, true},
-};
+char* (*const kInPlace[])(char*) = {ky_strltrim,    ky_strrtrim,    ky_strtrim,
+                                    ky_strltrimspc, ky_strrtrimspc, ky_strtrimspc};
+// Copies: bit 0 nzcpy, bit 1 rtrim, bit 2 counted src, bit 3 blank and tab.
+#define NB(f) [](char* d, size_t size, const char* s, size_t) { return f(d, size, s); }
+char* (*const kCopies[])(char*, size_t, const char*, size_t) = {
+    NB(ky_strtrimncpy),    NB(ky_strtrimnzcpy),    NB(ky_strrtrimncpy),    NB(ky_strrtrimnzcpy),
+    ky_strntrimncpy,       ky_strntrimnzcpy,       ky_strnrtrimncpy,       ky_strnrtrimnzcpy,
+    NB(ky_strtrimspcncpy), NB(ky_strtrimspcnzcpy), NB(ky_strrtrimspcncpy), NB(ky_strrtrimspcnzcpy),
+    ky_strntrimspcncpy,    ky_strntrimspcnzcpy,    ky_strnrtrimspcncpy,    ky_strnrtrimspcnzcpy};
 
 // A copy's destination afterwards: sentinels except for what the model says
 // is stored. An all-white source leaves no text, so a right-only copy drops
 // its leading run too.
-std::string ModelCopy(const CopyForm& f, const std::string& s, size_t srcn, size_t size) {
-  const std::string seen = UpToNul(s, f.bounded ? srcn : std::string::npos);
-  const Trim m = Model(seen, f.white);
-  std::string out =
-      m.len == 0 ? "" : seen.substr(f.right_only ? 0 : m.lead, m.len + (f.right_only ? m.lead : 0));
-  out = out.substr(0, f.always_nul ? size - 1 : size);
+std::string ModelCopy(size_t form, const std::string& s, size_t srcn, size_t size) {
+  const std::string seen = UpToNul(s, form & 4 ? srcn : SIZE_MAX);
+  const auto [lead, len] = Model(seen, form & 8 ? BlankTab : LocaleSpace);
+  std::string out = !len ? "" : seen.substr(form & 2 ? 0 : lead, form & 2 ? lead + len : len);
+  out = out.substr(0, form & 1 ? size - 1 : size);
   if (out.size() < size) out += '\0';
   return out + std::string(16 - out.size(), '#');
 }
@@ -106,46 +79,36 @@ std::string ModelCopy(const CopyForm& f, const std::string& s, size_t srcn, size
 // under ASan. Kernels run at every bound, copies at every size and bound.
 TEST(StrTrim, AgainstModel) {
   std::mt19937 rng(20261123);
-  const char alphabet[] = {' ', ' ', '\t', '\n', '\r', '\v', '\f', 'a', 'Z', '\xa0', '\0'};
   for (int round = 0; round < 500; ++round) {
-    std::string s(rng() % 12, ' ');
-    for (char& c : s) c = alphabet[rng() % sizeof alphabet];
+    const std::string s = Text(rng, "  \t\n\r\v\faZ\xa0\0"s, 11), text = UpToNul(s, SIZE_MAX);
     SCOPED_TRACE(testing::PrintToString(s));
-    std::vector<char> exact(s.begin(), s.end()), block(s.c_str(), s.c_str() + s.size() + 1);
-    for (const Kernel& k : kKernels) {
+    const std::vector<char> exact(s.begin(), s.end()), block(s.c_str(), s.c_str() + s.size() + 1);
+    for (size_t i = 0; i < 6; ++i) {
       for (size_t n = 0; n <= s.size(); ++n) {
-        const std::string seen = k.bound == Bound::kExact
-                                     ? s.substr(0, n)
-                                     : UpToNul(s, k.bound == Bound::kNul ? SIZE_MAX : n);
-        const Trim want = Model(seen, k.white);
+        const std::string seen = i % 3 == 2 ? s.substr(0, n) : UpToNul(s, i % 3 ? n : SIZE_MAX);
+        const auto want = Model(seen, i < 3 ? LocaleSpace : BlankTab);
         size_t lead = SIZE_MAX, len = SIZE_MAX;
         // The exact form needs no terminator at all.
-        k.measure(k.bound == Bound::kExact ? exact.data() : block.data(), n, &lead, &len);
-        ASSERT_EQ(lead, want.lead) << "n=" << n;
-        ASSERT_EQ(len, want.len) << "n=" << n;
-        ASSERT_EQ(k.tlen(block.data(), n), want.len);
+        kKernels[i].first(i % 3 == 2 ? exact.data() : block.data(), n, &lead, &len);
+        ASSERT_EQ(std::make_pair(lead, len), want) << i << " n=" << n;
+        ASSERT_EQ(kKernels[i].second(block.data(), n), want.second) << i << " n=" << n;
       }
+      // In place (left, right, both), every byte of the buffer checked. A
+      // right trim of all-white text cuts at the start of what it is given.
+      const auto [lead, len] = Model(text, i < 3 ? LocaleSpace : BlankTab);
+      const size_t start = i % 3 != 1 ? lead : 0, end = len ? lead + len : start;
+      std::vector<char> buf = block, want = block;
+      if (i % 3) want[end] = '\0';
+      ASSERT_EQ(kInPlace[i](buf.data()), buf.data() + start) << i;
+      ASSERT_EQ(buf, want) << i;
     }
-    for (const CopyForm& f : kCopies) {
-      for (size_t size = f.always_nul ? 1 : 0; size <= s.size() + 2; ++size) {
+    for (size_t form = 0; form < 16; ++form) {
+      for (size_t size = form & 1; size <= s.size() + 2; ++size) {
         const size_t srcn = rng() % (s.size() + 2);
         std::string dst(16, '#');
-        ASSERT_EQ(f.fn(&dst[0], size, block.data(), srcn), &dst[0]);
-        ASSERT_EQ(dst, ModelCopy(f, s, srcn, size))
-            << &f - kCopies << " size " << size << " srcn " << srcn;
+        ASSERT_EQ(kCopies[form](&dst[0], size, block.data(), srcn), &dst[0]);
+        ASSERT_EQ(dst, ModelCopy(form, s, srcn, size)) << form << " " << size << " " << srcn;
       }
-    }
-    for (const InPlace& t : kInPlace) {
-      std::vector<char> buf = block;
-      const std::string seen = UpToNul(s, SIZE_MAX);
-      const Trim m = Model(seen, t.white);
-      // A right trim of all-white text cuts at the start of what it is given.
-      const size_t start = t.left ? m.lead : 0, end = !t.right ? seen.size()
-                                                      : m.len  ? m.lead + m.len
-                                                               : start;
-      const char* r = t.fn(buf.data());
-      ASSERT_EQ(r, buf.data() + start);
-      ASSERT_EQ(std::string(r), seen.substr(start, end - start));
     }
   }
 }
@@ -161,21 +124,122 @@ TEST(StrTrim, KeptAsymmetriesAndNulls) {
   // stored with no NUL. Callers never pass 0 there; the cap stays plain.
   EXPECT_EQ(run(ky_strtrimnzcpy, 0, " ab "), "ab######");
   EXPECT_EQ(run(ky_strrtrimspcnzcpy, 0, " ab "), " ab#####");
-  EXPECT_EQ(run(ky_strtrimncpy, 0, " ab "), "########");
-  EXPECT_EQ(run(ky_strtrimnzcpy, 5, nullptr), std::string("\0#######", 8));  // null src: empty
+  EXPECT_EQ(run(ky_strtrimnzcpy, 5, nullptr), "\0#######"s);  // null src: empty
   EXPECT_EQ(ky_strtrimncpy(nullptr, 5, "a"), nullptr);
   EXPECT_EQ(ky_strnrtrimnzcpy(nullptr, 5, "a", 1), nullptr);
-
   char white[] = "   ";
   EXPECT_EQ(ky_strrtrim(white), white);  // all white: cut at the start
-  EXPECT_EQ(std::string(white, 4), std::string("\0  \0", 4));
-  EXPECT_EQ(ky_strltrim(white + 1), white + 3);
-  for (const InPlace& t : kInPlace) EXPECT_EQ(t.fn(nullptr), nullptr);
-  for (const Kernel& k : kKernels) {
+  EXPECT_EQ(std::string(white, 4), "\0  \0"s);
+  for (auto fn : kInPlace) EXPECT_EQ(fn(nullptr), nullptr);
+  for (const auto& [measure, tlen] : kKernels) {
     size_t lead = 7, len = 7;
-    k.measure(nullptr, 5, &lead, &len);
-    EXPECT_EQ(lead + len + k.tlen(nullptr, 5), 0u);
-    k.measure(" x", 2, nullptr, nullptr);  // both outputs skipped
+    measure(nullptr, 5, &lead, &len);
+    EXPECT_EQ(lead + len + tlen(nullptr, 5), 0u);
+    measure(" x", 2, nullptr, nullptr);  // both outputs skipped
+  }
+}
+
+char Lower(char c) { return static_cast<char>(std::tolower(static_cast<int>(c))); }
+char Upper(char c) { return static_cast<char>(std::toupper(static_cast<int>(c))); }
+std::string Map(std::string s, char (*map)(char)) {
+  std::transform(s.begin(), s.end(), s.begin(), map);
+  return s;
+}
+
+// The plain copy is the model of its converting twins: same result offset,
+// same sentinel-filled buffer afterwards with each byte converted (sentinel
+// and NUL have no case). Every bound and a null on either side.
+#define NN(f) [](char* d, const char* s, size_t) { return f(d, s); }
+TEST(StrCase, CopiesKeepThePlainCopyContracts) {
+  using Copy = char* (*)(char*, const char*, size_t);
+  const std::tuple<Copy, Copy, Copy> forms[] = {
+      {NN(ky_strcpy), NN(ky_strcpylwr), NN(ky_strcpyupr)},
+      {NN(ky_strcpy_ep), NN(ky_strcpylwr_ep), NN(ky_strcpyupr_ep)},
+      {ky_strxncpy, ky_strxncpylwr, ky_strxncpyupr},
+      {ky_strxncpy_ep, ky_strxncpylwr_ep, ky_strxncpyupr_ep},
+      {ky_strxnzcpy, ky_strxnzcpylwr, ky_strxnzcpyupr},
+      {ky_strxnzcpy_ep, ky_strxnzcpylwr_ep, ky_strxnzcpyupr_ep},
+  };
+  for (const auto& [plain_fn, lwr, upr] : forms) {
+    for (const char* src :
+         {"MiXeD 123", "", "ABCDEFGHIJKLMNOPQRSTUVW", "\xc4\xe4Z", (const char*)0}) {
+      for (size_t n : {size_t{0}, size_t{1}, size_t{3}, size_t{4}, size_t{23}, SIZE_MAX}) {
+        std::string plain(24, '#');
+        const ptrdiff_t end = plain_fn(&plain[0], src, n) - plain.data();
+        for (auto [fn, map] : {std::pair{lwr, Lower}, std::pair{upr, Upper}}) {
+          std::string got(24, '#');
+          ASSERT_EQ(fn(&got[0], src, n) - got.data(), end) << "n=" << n;
+          ASSERT_EQ(got, Map(plain, map)) << "n=" << n;
+        }
+      }
+    }
+    EXPECT_EQ(lwr(nullptr, "a", 3), nullptr);
+    EXPECT_EQ(upr(nullptr, "a", 3), nullptr);
+  }
+}
+
+TEST(StrCase, InPlace) {
+  char mixed[] = "MiXeD 123";
+  for (auto [fn, want] : {std::pair{ky_strlwr, "mixed 123"},
+                          {ky_strupr, "MIXED 123"},
+                          {ky_strtolwr, "mixed 123"},
+                          {ky_strtoupr, "MIXED 123"}}) {
+    EXPECT_EQ(fn(mixed), mixed);
+    EXPECT_STREQ(mixed, want);
+    EXPECT_EQ(fn(nullptr), nullptr);
+  }
+  // ky_strtolwr stores only the bytes it changes, so text with nothing to
+  // convert may lie in read-only memory.
+  const long page = sysconf(_SC_PAGESIZE);
+  void* map = mmap(nullptr, page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(map, MAP_FAILED);
+  std::strcpy(static_cast<char*>(map), "lower 123 \xe9");
+  ASSERT_EQ(mprotect(map, page, PROT_READ), 0);
+  EXPECT_EQ(ky_strtolwr(static_cast<char*>(map)), map);
+  munmap(map, page);
+}
+
+// Whole-string duplicates take strlen + 1 bytes, counted ones always n + 1;
+// each makes one request, and refused it returns null and keeps nothing.
+TEST(StrCase, Duplicates) {
+  ky::test::AllocScope scope;
+  const std::tuple<char* (*)(const char*), const char*, size_t> dups[] = {
+      {[](const char* s) { return ky_strduplwr(s); }, "abc", 4},
+      {[](const char* s) { return ky_strdupupr(s); }, "ABC", 4},
+      {[](const char* s) { return ky_strduplwr_dbg(1, 2, 3, s); }, "abc", 4},
+      {[](const char* s) { return ky_strdupupr_dbg(1, 2, 3, s); }, "ABC", 4},
+      {[](const char* s) { return ky_strnduplwr(s, 10); }, "abc", 11},
+      {[](const char* s) { return ky_strndupupr(s, 2); }, "AB", 3},
+      {[](const char* s) { return ky_strnduplwr_dbg(1, 2, 3, s, 2); }, "ab", 3},
+      {[](const char* s) { return ky_strndupupr_dbg(1, 2, 3, s, 10); }, "ABC", 11},
+  };
+  for (const auto& [dup, want, block] : dups) {
+    char* p = dup("aBc");
+    EXPECT_STREQ(p, want);
+    EXPECT_EQ(ky::test::BlockSize(p), block);
+    ky_free(p);
+    EXPECT_EQ(dup(nullptr), nullptr);
+    ky::test::FailRequest(1);
+    EXPECT_EQ(dup("aBc"), nullptr);
+  }
+  EXPECT_EQ(ky_strnduplwr("abc", SIZE_MAX), nullptr);  // n + 1 would wrap to 0 bytes
+}
+
+// Random haystacks and needles over a small alphabet, so that near matches
+// are common, against an index scan of the folded strings; the haystack in an
+// exact-size heap block so that a read past its NUL shows under ASan.
+TEST(StrCase, SearchAgainstModel) {
+  EXPECT_EQ(ky_strcasestr(nullptr, "a"), nullptr);
+  EXPECT_EQ(ky_strcasestr("a", nullptr), nullptr);
+  std::mt19937 rng(1123);
+  for (int round = 0; round < 3000; ++round) {
+    const std::string hay = round ? Text(rng, "aAbB \t\n\xc4", 20) : "aaab";
+    const std::string needle = round ? Text(rng, "aAbB \t\n\xc4", 4) : "AB";
+    const std::vector<char> block(hay.c_str(), hay.c_str() + hay.size() + 1);
+    const char* r = ky_strcasestr(block.data(), needle.c_str());
+    ASSERT_EQ(r ? static_cast<size_t>(r - block.data()) : std::string::npos,
+              Map(hay, Lower).find(Map(needle, Lower)))
+        << '"' << hay << "\" / \"" << needle << '"';
   }
 }
 
