@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -13,6 +14,8 @@
 namespace {
 
 using namespace ky::test;
+using namespace std::string_literals;
+using Lines = std::vector<std::string>;
 
 // A block from the hooks holding exactly the bytes of s, without a NUL unless
 // s has one, so ASan catches any read past the size given to SetBuffer.
@@ -22,11 +25,16 @@ char* Block(const std::string& s) {
   return p;
 }
 
-// A block from the hooks holding s and its NUL.
-char* Terminated(const char* s) { return Block(std::string(s) + '\0'); }
+void ExpectState(const ky::TextBuffer& text, const char* buffer, size_t length, size_t capacity,
+                 const char* cursor) {
+  EXPECT_EQ(text.GetBuffer(), buffer);
+  EXPECT_EQ(text.GetLength(), length);
+  EXPECT_EQ(text.GetCapacity(), capacity);
+  EXPECT_EQ(text.GetCursor(), cursor);
+}
 
-std::vector<std::string> ReadAll(ky::TextBuffer& text, char delimiter) {
-  std::vector<std::string> lines;
+Lines ReadAll(ky::TextBuffer& text, char delimiter) {
+  Lines lines;
   size_t n = 99;
   for (const char* line; (line = text.ReadLine(&n, delimiter));) lines.emplace_back(line, n);
   EXPECT_EQ(n, 0u);
@@ -35,66 +43,43 @@ std::vector<std::string> ReadAll(ky::TextBuffer& text, char delimiter) {
   return lines;
 }
 
-TEST(TextBuffer, ReadLineSplitsAfterEachDelimiter) {
-  struct Case {
-    const char* text;
-    char delimiter;
-    std::vector<std::string> lines;
-  };
-  const Case cases[] = {
-      {"a\nbc", '\n', {"a\n", "bc"}},
-      {"a\nbc\n", '\n', {"a\n", "bc\n"}},
-      {"a\n\nb", '\n', {"a\n", "\n", "b"}},
-      {"\n\n", '\n', {"\n", "\n"}},
-      {"", '\n', {}},
-      {"x,y,,z", ',', {"x,", "y,", ",", "z"}},
-      {"no delimiter", '\n', {"no delimiter"}},
-      // Delimiter 0 only ever meets the end: the rest is one line.
-      {"a\nb\n", '\0', {"a\nb\n"}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    AllocScope scope;
-    ky::TextBuffer text(0);
-    ASSERT_TRUE(text.SetBuffer(Terminated(c.text), 0, 0));
-    EXPECT_EQ(ReadAll(text, c.delimiter), c.lines);
-    EXPECT_EQ(std::string(text.GetBuffer()), c.text);  // reading changes nothing
-  }
-}
-
-TEST(TextBuffer, SetBufferSizesTheText) {
-  struct Case {
+// SetBuffer sizes the text; ReadLine splits after each delimiter, without
+// changing the block.
+TEST(TextBuffer, SetBufferThenReadLines) {
+  const struct {
     std::string bytes;  // the whole block
     size_t size, textLength, length, capacity;
+    char delimiter;
+    Lines lines;
+  } cases[] = {
+      {"a\nbc\0"s, 0, 0, 4, 5, '\n', {"a\n", "bc"}},
+      {"a\nbc\n\0"s, 0, 0, 5, 6, '\n', {"a\n", "bc\n"}},
+      {"a\n\nb\0"s, 0, 0, 4, 5, '\n', {"a\n", "\n", "b"}},
+      {"\0"s, 0, 0, 0, 1, '\n', {}},
+      {"x,y,,z\0"s, 0, 0, 6, 7, ',', {"x,", "y,", ",", "z"}},
+      // Delimiter 0 only ever meets the end: the rest is one line.
+      {"a\nb\n\0"s, 0, 0, 4, 5, '\0', {"a\nb\n"}},
+      // A length given by the caller holds even across NUL bytes of the text.
+      {"a\0b\nc\0"s, 7, 5, 5, 7, '\n', {"a\0b\n"s, "c"}},
+      // A length reaching the block's end is cut to leave room for the NUL.
+      {"xxxx"s, 4, 9, 3, 4, '\n', {"xxx"}},
+      {"xxxx"s, 4, 4, 3, 4, '\n', {"xxx"}},
+      {"xxxx"s, 4, 2, 2, 4, '\n', {"xx"}},
+      // Length 0 measures up to a NUL within size - 1 bytes only.
+      {"ab\0xxx"s, 6, 0, 2, 6, '\n', {"ab"}},
+      {"abcd"s, 4, 0, 3, 4, '\n', {"abc"}},
   };
-  const Case cases[] = {
-      {std::string(10, 'x'), 10, 20, 9, 10},  // a length past the block is cut
-      {std::string(10, 'x'), 10, 10, 9, 10},
-      {std::string(10, 'x'), 10, 3, 3, 10},
-      {std::string("abc\0xxxxxx", 10), 10, 0, 3, 10},
-      {"abcd", 4, 0, 3, 4},  // measured within size - 1 bytes only
-      {std::string("abc\0", 4), 0, 0, 3, 4},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.bytes.c_str());
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.bytes));
     AllocScope scope;
     ky::TextBuffer text(0);
     char* block = Block(c.bytes);
     ASSERT_TRUE(text.SetBuffer(block, c.size, c.textLength));
-    EXPECT_EQ(text.GetBuffer(), block);
-    EXPECT_EQ(text.GetCursor(), block);
-    EXPECT_EQ(text.GetLength(), c.length);
-    EXPECT_EQ(text.GetCapacity(), c.capacity);
+    ExpectState(text, block, c.length, c.capacity, block);
     EXPECT_EQ(block[c.length], '\0');
+    EXPECT_EQ(ReadAll(text, c.delimiter), c.lines);
+    EXPECT_EQ(std::string(block, c.length), c.bytes.substr(0, c.length));
   }
-}
-
-// A length given by the caller holds even across NUL bytes of the text.
-TEST(TextBuffer, GivenLengthReadsPastEmbeddedNul) {
-  AllocScope scope;
-  ky::TextBuffer text(0);
-  ASSERT_TRUE(text.SetBuffer(Block(std::string("a\0b\nc\0", 7)), 7, 5));
-  EXPECT_EQ(ReadAll(text, '\n'), (std::vector<std::string>{std::string("a\0b\n", 4), "c"}));
 }
 
 TEST(TextBuffer, AdoptsAndReleasesBlocks) {
@@ -102,27 +87,20 @@ TEST(TextBuffer, AdoptsAndReleasesBlocks) {
   char* kept = nullptr;
   {
     ky::TextBuffer text(0);
-    ASSERT_TRUE(text.SetBuffer(Terminated("one"), 4, 0));
-    ASSERT_TRUE(text.SetBuffer(Terminated("two"), 4, 0));
-    EXPECT_EQ(scope.Taken(), 1u);  // the first block was freed
-    kept = text.GetBuffer();
+    ASSERT_TRUE(text.SetBuffer(Block("one\0"s), 0, 0));
+    ASSERT_TRUE(text.SetBuffer(kept = Block("two\0"s), 0, 0));
+    EXPECT_EQ(scope.Taken(), 1u);             // the first block was freed
     ASSERT_TRUE(text.SetBuffer(kept, 4, 0));  // adopting its own block again
     EXPECT_EQ(BlockSize(kept), 4u);
-
     // A null text clears but keeps the block.
     text.ReadLine(nullptr, '\n');
     EXPECT_FALSE(text.SetBuffer(nullptr, 4, 0));
-    EXPECT_EQ(text.GetBuffer(), kept);
-    EXPECT_EQ(text.GetLength(), 0u);
-    EXPECT_EQ(text.GetCursor(), kept);
+    ExpectState(text, kept, 0, 4, kept);
     EXPECT_EQ(kept[0], '\0');
-
     size_t capacity = 0;
     EXPECT_EQ(text.ReleaseBuffer(&capacity), kept);
     EXPECT_EQ(capacity, 4u);
-    EXPECT_EQ(text.GetBuffer(), nullptr);
-    EXPECT_EQ(text.GetCapacity(), 0u);
-    EXPECT_EQ(text.GetCursor(), nullptr);
+    ExpectState(text, nullptr, 0, 0, nullptr);
     EXPECT_EQ(text.ReadLine(nullptr, '\n'), nullptr);
     EXPECT_EQ(text.ReleaseBuffer(&capacity), nullptr);
     EXPECT_EQ(capacity, 0u);
@@ -134,75 +112,47 @@ TEST(TextBuffer, AdoptsAndReleasesBlocks) {
 TEST(TextBuffer, ExtendKeepsTheCursorWhenTheBlockMoves) {
   AllocScope scope;
   ky::TextBuffer text(7);
-  ASSERT_TRUE(text.SetBuffer(Terminated("first\nsecond\n"), 0, 0));
-  size_t n;
-  ASSERT_NE(text.ReadLine(&n, '\n'), nullptr);
-  const size_t offset = static_cast<size_t>(text.GetCursor() - text.GetBuffer());
-
+  ASSERT_TRUE(text.SetBuffer(Block("first\nsecond\n\0"s), 0, 0));
+  ASSERT_NE(text.ReadLine(nullptr, '\n'), nullptr);
   // Large enough that the block cannot grow where it is in most allocators.
   ASSERT_TRUE(text._ExtendBuffer(1 << 20));
-  EXPECT_EQ(text.GetCapacity(), (1u << 20) + 13 + 7 + 1);
-  EXPECT_EQ(BlockSize(text.GetBuffer()), text.GetCapacity());
-  EXPECT_EQ(static_cast<size_t>(text.GetCursor() - text.GetBuffer()), offset);
-  EXPECT_EQ(text.GetLength(), 13u);
-  const char* line = text.ReadLine(&n, '\n');
-  ASSERT_NE(line, nullptr);
-  EXPECT_EQ(std::string(line, n), "second\n");
-
-  // Failure changes nothing.
+  const size_t capacity = (1u << 20) + 13 + 7 + 1;  // length + more + growBy + 1
+  EXPECT_EQ(BlockSize(text.GetBuffer()), capacity);
+  EXPECT_EQ(ReadAll(text, '\n'), Lines{"second\n"});
+  // Failure, or a size that would overflow, changes nothing.
   char* before = text.GetBuffer();
   FailRequest(1);
   EXPECT_FALSE(text._ExtendBuffer(1));
-  EXPECT_EQ(text.GetBuffer(), before);
-  EXPECT_EQ(text.GetCapacity(), (1u << 20) + 21);
-  EXPECT_FALSE(text._ExtendBuffer(SIZE_MAX - 5));  // the size would overflow
-  EXPECT_EQ(text.GetCapacity(), (1u << 20) + 21);
+  EXPECT_FALSE(text._ExtendBuffer(SIZE_MAX - 5));
+  ExpectState(text, before, 13, capacity, before + 13);
+  // Without a block, an empty one is made.
+  ky::TextBuffer empty(4);
+  ASSERT_TRUE(empty._ExtendBuffer(3));
+  ASSERT_NE(empty.GetBuffer(), nullptr);
+  ExpectState(empty, empty.GetBuffer(), 0, 8, empty.GetBuffer());
+  EXPECT_EQ(empty.ReadLine(nullptr, '\n'), nullptr);
 }
 
-TEST(TextBuffer, ExtendWithoutBlockMakesAnEmptyOne) {
-  AllocScope scope;
-  ky::TextBuffer text(4);
-  ASSERT_TRUE(text._ExtendBuffer(3));
-  ASSERT_NE(text.GetBuffer(), nullptr);
-  EXPECT_EQ(text.GetCapacity(), 8u);
-  EXPECT_EQ(text.GetCursor(), text.GetBuffer());
-  EXPECT_EQ(text.ReadLine(nullptr, '\n'), nullptr);
-}
-
+// The text ends at the first NUL byte; the block holds the whole file and a
+// terminator. A file of many megabytes takes the path that advises huge pages:
+// every byte must still arrive in place.
 TEST(TextBuffer, LoadFile) {
   ScratchDir dir;
-  const std::string lines = dir / "lines", nul = dir / "nul", empty = dir / "empty";
-  std::ofstream(lines, std::ios::binary) << "one\n\nthree";
-  std::ofstream(nul, std::ios::binary) << std::string("ab\0cd", 5);
-  std::ofstream(empty, std::ios::binary);
+  const std::string path = dir / "file";
+  std::string big(9u << 20, 'x');
+  for (size_t i = 0; i < big.size(); i += 4093) big[i] = '\n';
   AllocScope scope;
   ky::TextBuffer text(0);
-
-  ASSERT_TRUE(text.LoadFile(lines.c_str()));
-  EXPECT_EQ(ReadAll(text, '\n'), (std::vector<std::string>{"one\n", "\n", "three"}));
-  EXPECT_EQ(text.GetCapacity(), 11u);
-
-  // The text stops at the NUL byte; the block holds the whole file.
-  ASSERT_TRUE(text.LoadFile(nul.c_str()));
-  EXPECT_EQ(text.GetLength(), 2u);
-  EXPECT_EQ(text.GetCapacity(), 6u);
-  EXPECT_EQ(std::memcmp(text.GetBuffer(), "ab\0cd", 6), 0);
-  EXPECT_EQ(ReadAll(text, '\n'), std::vector<std::string>{"ab"});
-
-  ASSERT_TRUE(text.LoadFile(empty.c_str()));
-  EXPECT_EQ(text.GetLength(), 0u);
-  EXPECT_EQ(text.GetCapacity(), 1u);
-  EXPECT_EQ(scope.Taken(), 1u);  // each load replaced the block before it
-
-  // A file of many megabytes takes the path that advises huge pages; every
-  // byte must still arrive in place.
-  const std::string big = dir / "big";
-  std::string content(9u << 20, 'x');
-  for (size_t i = 0; i < content.size(); i += 4093) content[i] = '\n';
-  std::ofstream(big, std::ios::binary) << content;
-  ASSERT_TRUE(text.LoadFile(big.c_str()));
-  ASSERT_EQ(text.GetLength(), content.size());
-  EXPECT_TRUE(std::string(text.GetBuffer(), text.GetLength()) == content);
+  for (const std::string& content : {"one\n\nthree"s, "ab\0cd"s, ""s, big}) {
+    std::ofstream(path, std::ios::binary) << content;
+    ASSERT_TRUE(text.LoadFile(path.c_str()));
+    char* block = text.GetBuffer();
+    ExpectState(text, block, std::min(content.size(), content.find('\0')), content.size() + 1,
+                block);
+    EXPECT_EQ(BlockSize(block), content.size() + 1);
+    EXPECT_TRUE(std::string(block, content.size() + 1) == content + '\0');
+    EXPECT_EQ(scope.Taken(), 1u);  // each load replaced the block before it
+  }
 }
 
 TEST(TextBuffer, FailedLoadLeavesTheObjectClearedAndUsable) {
@@ -212,24 +162,20 @@ TEST(TextBuffer, FailedLoadLeavesTheObjectClearedAndUsable) {
   AllocScope scope;
   ky::TextBuffer text(0);
   // No memory, no file, a directory.
-  const std::string failures[] = {path, dir / "missing", dir.path};
-  for (const std::string& p : failures) {
+  for (const std::string& p : {path, dir / "missing", dir.path}) {
     SCOPED_TRACE(p);
     ASSERT_TRUE(text.LoadFile(path.c_str()));
     text.ReadLine(nullptr, '\n');  // cursor mid-text
     char* block = text.GetBuffer();
     if (p == path) FailRequest(1);
     EXPECT_FALSE(text.LoadFile(p.c_str()));
-    EXPECT_EQ(text.GetBuffer(), block);
-    EXPECT_EQ(text.GetCapacity(), 5u);
-    EXPECT_EQ(text.GetLength(), 0u);
-    EXPECT_EQ(text.GetCursor(), block);
+    ExpectState(text, block, 0, 5, block);
     EXPECT_EQ(text.ReadLine(nullptr, '\n'), nullptr);
     EXPECT_EQ(scope.Taken(), 1u);
   }
   EXPECT_FALSE(text.LoadFile(nullptr));
   ASSERT_TRUE(text.LoadFile(path.c_str()));
-  EXPECT_EQ(ReadAll(text, '\n'), (std::vector<std::string>{"a\n", "b\n"}));
+  EXPECT_EQ(ReadAll(text, '\n'), (Lines{"a\n", "b\n"}));
 }
 
 }  // namespace
