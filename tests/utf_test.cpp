@@ -1,7 +1,7 @@
 // Transcoding: random adversarial text against the model, well-formed text
-// against ICU, pieces across the vector blocks, a table of ill-formed classes.
+// against ICU, a table of ill-formed classes, each also across the vector blocks.
 #include <gtest/gtest.h>
-#include <unicode/ustring.h>
+#include <unicode/unistr.h>
 
 #include <sanitizer/asan_interface.h>  // no-op poisoning without AddressSanitizer
 
@@ -34,13 +34,12 @@ using Policy = std::integral_constant<InvalidSequenceOption, Opt>;
 // Calls f(To{}, From{}, Policy<Opt>{}) for all 36 combinations.
 template <typename F>
 void ForEachCombination(F&& f) {
-  const auto each = [](auto tuple, auto g) { std::apply([&](auto... x) { (g(x), ...); }, tuple); };
-  const std::tuple<U8, U16, U32> units;
-  const std::tuple<Policy<ReplaceInvalid>, Policy<SkipInvalid>, Policy<StopOnInvalid>,
-                   Policy<RejectInvalid>>
-      policies;
-  each(units, [&](auto to) {
-    each(units, [&](auto from) { each(policies, [&](auto p) { f(to, from, p); }); });
+  const auto forms = [](auto g) { g(U8{}), g(U16{}), g(U32{}); };
+  forms([&](auto to) {
+    forms([&](auto from) {
+      f(to, from, Policy<ReplaceInvalid>{}), f(to, from, Policy<SkipInvalid>{});
+      f(to, from, Policy<StopOnInvalid>{}), f(to, from, Policy<RejectInvalid>{});
+    });
   });
 }
 
@@ -63,8 +62,8 @@ ky::test::RefResult<To> Check(const Units<From>& src, size_t room, bool terminat
   const ky::test::RefResult<To> o{Units<To>(dst.data(), d), static_cast<size_t>(s - start), result};
   const auto ref = RefConvert<To, From>(src.data(), src.size(), Opt, room);
   EXPECT_EQ(std::tie(o.out, o.consumed, o.result), std::tie(ref.out, ref.consumed, ref.result));
-  EXPECT_EQ(o.out.size(), room - r);
-  EXPECT_EQ(n, terminated ? src.size() : src.size() - o.consumed);
+  EXPECT_EQ(std::make_pair(room - r, n),
+            std::make_pair(o.out.size(), src.size() - (terminated ? 0 : o.consumed)));
   // Measuring agrees with converting; nothing to measure leaves consumed.
   const auto all = RefConvert<To, From>(src.data(), src.size(), Opt);
   size_t consumed = 12345;
@@ -72,51 +71,46 @@ ky::test::RefResult<To> Check(const Units<From>& src, size_t room, bool terminat
                         : _conversion_length<To, From, Opt>(start, src.size(), consumed)),
             all.out.size());
   EXPECT_EQ(consumed, src.empty() && !terminated ? 12345 : all.consumed);
-  const bool withdrawn = Opt == RejectInvalid && result == ConvertInvalidSequence;
-  for (size_t i = withdrawn ? room : o.out.size(); i < dst.size(); ++i) {  // withdrawn units stay
-    EXPECT_EQ(dst[i], kSentinel) << "stored past the output at " << i;
-  }
+  // Nothing stored past the output (withdrawn units stay in memory).
+  const size_t kept =
+      Opt == RejectInvalid && result == ConvertInvalidSequence ? room : o.out.size();
+  EXPECT_EQ(std::count(dst.begin() + kept, dst.end(), kSentinel), dst.size() - kept);
   return o;
 }
 
-template <typename To>
-Units<To> Encode(const Units<U32>& cps) {
-  return RefConvert<To, U32>(cps.data(), cps.size(), StopOnInvalid).out;
-}
-
-// Random text: runs half ASCII, half of one script (long stretches for the
-// block paths), between odd and ill-formed units.
 std::mt19937 rng;
 uint32_t Below(size_t n) {
   return std::uniform_int_distribution<uint32_t>(0, static_cast<uint32_t>(n - 1))(rng);
 }
 
+// Characters half ASCII, half of one script (Latin, CJK, emoji: long
+// stretches for the block paths) or of any length, edges included.
 Units<U32> ScriptRun(size_t chars) {
   static const uint32_t kEdges[] = {0x7F,   0x80,   0x7FF,  0x800,   0xD7FF,
                                     0xE000, 0xFFFD, 0xFFFF, 0x10000, 0x10FFFF};
   static const uint32_t kTops[] = {0x80, 0x800, 0x10000, 0x110000};
+  static const uint32_t kScripts[][2] = {{0xC0, 0x240}, {0x4E00, 0x5000}, {0x1F300, 0x300}};
   const uint32_t script = Below(4);
   Units<U32> cps;
   while (cps.size() < chars) {
-    uint32_t v = ' ' + Below(0x5F);
-    if (Below(2) == 0) {
-      const uint32_t any = Below(8) ? Below(kTops[Below(4)]) : kEdges[Below(10)];
-      v = script == 0 ? 0xC0 + Below(0x240) : script == 1 ? 0x4E00 + Below(0x5000) : any;
-      if (script == 2) v = 0x1F300 + Below(0x300);
-    }
+    const uint32_t v = Below(2)        ? ' ' + Below(0x5F)
+                       : script < 3    ? kScripts[script][0] + Below(kScripts[script][1])
+                       : Below(8) != 0 ? Below(kTops[Below(4)])
+                                       : kEdges[Below(10)];
     if (v < 0xD800 || v > 0xDFFF) cps.push_back(v);
   }
   return cps;
 }
 
+// Script runs between odd and ill-formed units.
 template <typename T>
 Units<T> Text(size_t pieces) {
   // Odd units by form, each drawn from [first, first + second).
   using Odd = std::vector<std::pair<uint32_t, uint32_t>>;
   // clang-format off
   static const std::vector<Odd> kOdd[] = {
-      {{{0x80, 0x40}},                                      // stray continuation
-       {{0xC2, 0x1E}}, {{0xE0, 0x10}, {0x80, 0x40}},         // cut short
+      {{{0x80, 0x40}}, {{0xC2, 0x33}},                       // stray continuation, lone lead
+       {{0xE0, 0x10}, {0x80, 0x40}},                         // cut short
        {{0xF0, 0x05}, {0x80, 0x40}, {0x80, 0x40}},
        {{0xED, 1}, {0xA0, 0x20}, {0x80, 0x40}},              // an encoded surrogate
        {{0xF4, 1}, {0x80, 0x40}, {0x80, 0x40}, {0x80, 0x40}},  // 0xF4 past the bound or not
@@ -126,15 +120,15 @@ Units<T> Text(size_t pieces) {
       {{{0xD800, 0x400}}, {{0xDC00, 0x400}}, {{0xDC00, 0x400}, {0xD800, 0x400}}, {{0, 1}}},
       {{{0xD800, 0x800}}, {{0x110000, 0x1000}}, {{0xFFFFF000, 0x1000}}, {{0, 1}}}};
   // clang-format on
+  const auto& odds = kOdd[sizeof(T) / 2];
   Units<T> s;
   for (size_t i = 0; i < pieces; ++i) {
-    const auto& odds = kOdd[sizeof(T) / 2];
     if (Below(3) == 0) {
-      for (const auto& unit : odds[Below(odds.size())]) {
-        s.push_back(static_cast<T>(unit.first + Below(unit.second)));
-      }
+      for (const auto& u : odds[Below(odds.size())])
+        s.push_back(static_cast<T>(u.first + Below(u.second)));
     } else {
-      const Units<T> run = Encode<T>(ScriptRun(1 + Below(30)));
+      const Units<U32> cps = ScriptRun(1 + Below(30));
+      const Units<T> run = RefConvert<T, U32>(cps.data(), cps.size(), StopOnInvalid).out;
       s.insert(s.end(), run.begin(), run.end());
     }
   }
@@ -179,24 +173,22 @@ TEST(UtfProperty, MatchesModelForEveryPairPolicyOverloadAndRoom) {
         const Units<To> want = RefConvert<To, From>(&unit, 1, kOpt).out;
         const size_t k = _char_convert<To, From, kOpt>(one, room, unit);
         EXPECT_EQ(Units<To>(one, one + k), want.size() <= room ? want : Units<To>()) << unit;
-        EXPECT_TRUE(std::all_of(one + k, one + 4, [](To x) { return x == 0; }));
+        EXPECT_EQ(std::count(one + k, one + 4, To{0}), 4 - k);
       }
       EXPECT_EQ((_char_convert<To, From, kOpt>(nullptr, 4, From{'a'})), 0u);
 
-      // NUL-terminated: as counted up to the first 0 unit.
+      // NUL-terminated: as counted up to the first 0 unit; the one-call helpers.
       Units<From> term = src;
       if (iter % 2) std::replace(term.begin(), term.end(), From{0}, From{'z'});
       term.erase(std::find(term.begin(), term.end(), From{0}), term.end());
       const auto tref = RefConvert<To, From>(term.data(), term.size(), kOpt);
       Check<To, From, kOpt>(term, iter % 3 ? tref.out.size() : term.size() * 3 + 1, true);
       term.push_back(0);
-
-      // The one-call helpers.
-      Str<To> text;
+      Str<To> text, text0;
       EXPECT_EQ(convert<kOpt>(Str<From>(src.begin(), src.end()), text), ref.result);
-      EXPECT_EQ(Units<To>(text.begin(), text.end()), ref.out);
-      EXPECT_EQ(convert<kOpt>(term.data(), text), tref.result);
-      EXPECT_EQ(Units<To>(text.begin(), text.end()), tref.out);
+      EXPECT_EQ(convert<kOpt>(term.data(), text0), tref.result);
+      EXPECT_TRUE(Units<To>(text.begin(), text.end()) == ref.out &&
+                  Units<To>(text0.begin(), text0.end()) == tref.out);
 
       // The enumerator walks as ReplaceInvalid converts into UTF-32.
       if constexpr (std::is_same_v<To, U32> && kOpt == ReplaceInvalid) {
@@ -220,16 +212,12 @@ TEST(UtfProperty, WellFormedTextAgreesWithIcu) {
   rng.seed(2);
   for (int iter = 0; iter < 40; ++iter) {
     const Units<U32> cps = ScriptRun(1 + Below(200));
-    const Units<U8> u8 = Encode<U8>(cps);
-    std::vector<UChar> u16(u8.size());
-    int32_t len16 = 0;
-    UErrorCode err = U_ZERO_ERROR;
-    u_strFromUTF8(u16.data(), static_cast<int32_t>(u16.size()), &len16,
-                  reinterpret_cast<const char*>(u8.data()), static_cast<int32_t>(u8.size()), &err);
-    ASSERT_TRUE(U_SUCCESS(err));
-    const std::tuple<Str<U8>, Str<U16>, Str<U32>> forms(Str<U8>(u8.begin(), u8.end()),
-                                                        Str<U16>(u16.begin(), u16.begin() + len16),
-                                                        Str<U32>(cps.begin(), cps.end()));
+    const Units<U8> u8 = RefConvert<U8, U32>(cps.data(), cps.size(), StopOnInvalid).out;
+    const icu::UnicodeString u16 = icu::UnicodeString::fromUTF8(icu::StringPiece(
+        reinterpret_cast<const char*>(u8.data()), static_cast<int32_t>(u8.size())));
+    const std::tuple<Str<U8>, Str<U16>, Str<U32>> forms(
+        Str<U8>(u8.begin(), u8.end()), Str<U16>(u16.getBuffer(), u16.getBuffer() + u16.length()),
+        Str<U32>(cps.begin(), cps.end()));
     ForEachCombination([&](auto to, auto from, auto policy) {
       Str<decltype(to)> out;
       EXPECT_EQ(convert<decltype(policy)::value>(std::get<Str<decltype(from)>>(forms), out),
@@ -239,44 +227,13 @@ TEST(UtfProperty, WellFormedTextAgreesWithIcu) {
   }
 }
 
-// A piece at every offset after ASCII and before a vector of it, so each block
-// boundary meets every kind of unit and the end of the source; into exactly
-// the room needed (the bug of a read one past a room of 16) and shorter ones.
-TEST(UtfProperty, PiecesAtEveryOffsetAcrossBlocks) {
-  // clang-format off
-  const Units<U8> pieces8[] = {
-      {0xC3, 0xA9}, {0xFF}, {0x80}, {0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98, 0x80},
-      {0xF2, 0xBF, 0x86, 0xF0, 0x81, 0x9A, 0x9A},  // truncated four-byte form, then a lead
-      {0xE3, 0x81, 0xC3, 0xA9},                    // truncated three-byte form
-      {0xC3, 0xF0, 0x9F, 0x98, 0x80},              // truncated two-byte form
-      {0xED, 0xA0, 0x80, 0xED, 0x9F, 0xBF},        // surrogate, then its neighbour
-      {0xF4, 0x90, 0x80, 0x80, 0xF4, 0x8F, 0xBF, 0xBF},
-      {0xC3, 0xA9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j', 'k', 'l', 0xC3, 0xA9, 0xFF}};  // ends mid-block
-  const Units<U16> pieces16[] = {{0xE9}, {0xD800}, {0xDC00, 'x'}, {0xD83D, 0xDE00}, {0x4E00, 0x4E01},
-                                 {0xE9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 0xDC00}};  // eight, then a stop
-  // clang-format on
-  auto check = [](auto to, const auto& piece, size_t at) {
-    using To = decltype(to);
-    using From = typename std::decay_t<decltype(piece)>::value_type;
-    Units<From> src(at, 'k');
-    src.insert(src.end(), piece.begin(), piece.end());
-    src.insert(src.end(), 16, 'm');
-    SCOPED_TRACE(testing::Message() << "To " << sizeof(To) << " at " << at);
-    const auto stop = RefConvert<To, From>(src.data(), src.size(), StopOnInvalid);
-    Check<To, From, StopOnInvalid>(src, stop.out.size());
-    const size_t need = RefConvert<To, From>(src.data(), src.size(), ReplaceInvalid).out.size();
-    for (size_t room = at % 5; room < need; room += 5) Check<To, From, ReplaceInvalid>(src, room);
-    Check<To, From, ReplaceInvalid>(src, need);
-  };
-  for (size_t at = 0; at < 40; ++at) {
-    for (const auto& piece : pieces8)
-      check(U8{}, piece, at), check(U16{}, piece, at), check(U32{}, piece, at);
-    for (const auto& piece : pieces16) check(U8{}, piece, at);
-  }
-}
-
 // One row per case (forms by unit size, units widened), pinning the rules.
-TEST(UtfConvert, IllFormedClassesAndResults) {
+// Each source also sits at every offset after ASCII and before a vector of
+// it, so each block boundary meets every kind of unit and the end of the
+// source, and goes into every form in exactly the room needed (the bug of a
+// read one past a room of 16), shorter rooms and ample ones (a stop after a
+// block shows what the block stored past its output).
+TEST(UtfConvert, IllFormedClassesAndResultsAtEveryOffset) {
   // clang-format off
   struct Case { const char* what; size_t to, from; InvalidSequenceOption opt; size_t room;
                 Units<U32> src, out; size_t consumed; ConvertResult result; };
@@ -287,11 +244,15 @@ TEST(UtfConvert, IllFormedClassesAndResults) {
       {"room 0 with source left",          2, 1, Rep,  0, {'a'}, {}, 0, Full},
       {"room and source end together",     2, 1, Stop, 2, {'a', 'b'}, {'a', 'b'}, 2, Ok},
       {"room out before what writes nothing", 2, 1, Skip, 1, {'a', 0xFF}, {'a'}, 1, Full},
+      {"each length",                      4, 1, Stop, 9, {0xC3, 0xA9, 0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x98, 0x80}, {0xE9, 0x20AC, 0x1F600}, 9, Ok},
       {"truncated at end, each byte",      2, 1, Rep,  9, {'x', 0xE2, 0x82}, {'x', R, R}, 3, Ok},
-      {"truncated at end",                 2, 1, Stop, 9, {'x', 0xE2, 0x82}, {'x'}, 1, Bad},
+      {"truncated at end, output kept",    2, 1, Stop, 9, {'x', 0xE2, 0x82}, {'x'}, 1, Bad},
+      {"truncated, then a lead",           4, 1, Rep,  9, {0xE3, 0x81, 0xC3, 0xA9}, {R, R, 0xE9}, 4, Ok},
+      {"truncated, then a four-byte form", 1, 1, Skip, 9, {0xC3, 0xF0, 0x9F, 0x98, 0x80}, {0xF0, 0x9F, 0x98, 0x80}, 5, Ok},
       {"withdrawn output, source kept",    1, 1, Rej,  9, {'a', 'b', 0xFF, 'c'}, {}, 2, Bad},
-      {"kept output",                      1, 1, Stop, 9, {'a', 'b', 0xFF, 'c'}, {'a', 'b'}, 2, Bad},
+      {"stop after a block",               1, 1, Stop, 20, {0xC3, 0xA9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j', 'k', 'l', 0xC3, 0xA9, 0xFF}, {0xC3, 0xA9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h', 'i', 'j', 'k', 'l', 0xC3, 0xA9}, 16, Bad},
       {"encoded surrogate",                4, 1, Rep,  9, {0xED, 0xA0, 0x80}, {R, R, R}, 3, Ok},
+      {"surrogate after three-byte forms", 4, 1, Rep, 20, {0xE4, 0xB8, 0x80, 0xE4, 0xB8, 0x81, 0xE4, 0xB8, 0x82, 0xE4, 0xB8, 0x83, 0xED, 0xA0, 0x80}, {0x4E00, 0x4E01, 0x4E02, 0x4E03, R, R, R}, 15, Ok},
       {"0xED below the surrogates",        2, 1, Stop, 9, {0xED, 0x9F, 0xBF}, {0xD7FF}, 3, Ok},
       {"0xF4 above 0x10FFFF",              2, 1, Skip, 9, {0xF4, 0x90, 0x80, 0x80}, {}, 4, Ok},
       {"0x10FFFF",                         2, 1, Stop, 9, {0xF4, 0x8F, 0xBF, 0xBF}, {0xDBFF, 0xDFFF}, 4, Ok},
@@ -299,9 +260,12 @@ TEST(UtfConvert, IllFormedClassesAndResults) {
       {"overlong two bytes decoded",       2, 1, Stop, 9, {0xC0, 0x80, 0xC1, 0xBF}, {0, 0x7F}, 4, Ok},
       {"overlong two bytes copied",        1, 1, Stop, 9, {0xC0, 0x80}, {0xC0, 0x80}, 2, Ok},
       {"overlong four bytes, pair wraps",  2, 1, Stop, 9, {0xF0, 0x80, 0x80, 0x80}, {0xFFC0, 0xDC00}, 4, Ok},
-      {"overlong four bytes",              4, 1, Stop, 9, {0xF0, 0x80, 0x80, 0x80}, {0}, 4, Ok},
+      {"truncated, then overlong four",    4, 1, Rep,  9, {0xF2, 0xBF, 0x86, 0xF0, 0x81, 0x9A, 0x9A}, {R, R, R, 0x169A}, 7, Ok},
       {"pair into room 1",                 2, 1, Stop, 1, {0xF0, 0x9F, 0x98, 0x80}, {}, 0, Full},
       {"a 0 unit is a character",          2, 1, Stop, 9, {'a', 0, 'b'}, {'a', 0, 'b'}, 3, Ok},
+      {"BMP and pair",                     1, 2, Stop, 9, {0xE9, 0xD83D, 0xDE00}, {0xC3, 0xA9, 0xF0, 0x9F, 0x98, 0x80}, 3, Ok},
+      {"eight three-byte units",           4, 2, Stop, 9, {'a', 0x4E00, 0x4E01, 0x4E02, 0x4E03, 0x4E04, 0x4E05, 0x4E06, 0x4E07}, {'a', 0x4E00, 0x4E01, 0x4E02, 0x4E03, 0x4E04, 0x4E05, 0x4E06, 0x4E07}, 9, Ok},
+      {"eight, then a stop",               4, 2, Stop, 9, {0xE9, 'a', 'b', 'c', 'd', 'e', 'f', 'g', 0xDC00}, {0xE9, 'a', 'b', 'c', 'd', 'e', 'f', 'g'}, 8, Bad},
       {"U+FFFD into UTF-8 needs 3 bytes",  1, 2, Rep,  2, {0xDC00}, {}, 0, Full},
       {"swapped pair",                     4, 2, Rep,  9, {0xDC00, 0xD800}, {R, R}, 2, Ok},
       {"high surrogate at end",            1, 2, Stop, 9, {'a', 0xD83D}, {'a'}, 1, Bad},
@@ -312,12 +276,28 @@ TEST(UtfConvert, IllFormedClassesAndResults) {
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.what << ", policy " << c.opt);
     ForEachCombination([&](auto to, auto from, auto policy) {
+      using To = decltype(to);
       using From = decltype(from);
-      if (sizeof(to) != c.to || sizeof(from) != c.from || decltype(policy)::value != c.opt) return;
-      const auto o = Check<decltype(to), From, decltype(policy)::value>(
-          Units<From>(c.src.begin(), c.src.end()), c.room);
-      EXPECT_EQ(std::make_tuple(Units<U32>(o.out.begin(), o.out.end()), o.consumed, o.result),
-                std::tie(c.out, c.consumed, c.result));
+      constexpr InvalidSequenceOption kOpt = decltype(policy)::value;
+      if (sizeof(From) != c.from) return;
+      const Units<From> piece(c.src.begin(), c.src.end());
+      // NUL-terminated too when it has no 0 unit: the decoder without a count.
+      const bool has0 = std::count(c.src.begin(), c.src.end(), 0u) != 0;
+      for (bool terminated : {false, !has0}) {
+        if (sizeof(To) != c.to || kOpt != c.opt) break;
+        const auto o = Check<To, From, kOpt>(piece, c.room, terminated);
+        EXPECT_EQ(std::make_tuple(Units<U32>(o.out.begin(), o.out.end()), o.consumed, o.result),
+                  std::tie(c.out, c.consumed, c.result));
+      }
+      for (size_t at = 0; at < 40 && (kOpt == ReplaceInvalid || kOpt == StopOnInvalid); ++at) {
+        Units<From> src(at, 'k');
+        src.insert(src.end(), piece.begin(), piece.end());
+        src.insert(src.end(), 16, 'm');
+        SCOPED_TRACE(testing::Message() << "To " << sizeof(To) << " at " << at);
+        const size_t need = RefConvert<To, From>(src.data(), src.size(), kOpt).out.size();
+        Check<To, From, kOpt>(src, need);
+        for (size_t room = at % 5; room < need + 30; room += 5) Check<To, From, kOpt>(src, room);
+      }
     });
   }
 }
@@ -330,14 +310,12 @@ TEST(UtfConvert, NullPointersTouchNothing) {
     EXPECT_EQ((_basic_convert<U16, U8, ReplaceInvalid>(d, room, s, n)), ConvertNullPointer);
     EXPECT_EQ((_basic_convert<U16, U8, ReplaceInvalid>(d, room, s)), ConvertNullPointer);
   }
-  EXPECT_TRUE(d == buf && room == 1 && n == 1 && buf[0] == 7);
-  EXPECT_EQ((_conversion_length<U16, U8, ReplaceInvalid>(nullptr, 3, consumed) +
-             _conversion_length<U16, U8, ReplaceInvalid>(nullptr, consumed)),
-            0u);
-  EXPECT_EQ(consumed, 5u);
   Str<U32> out(3, 'x');
   EXPECT_EQ(convert(static_cast<const U8*>(nullptr), 3, out), ConvertNullPointer);
-  EXPECT_TRUE(out.empty());
+  EXPECT_TRUE(d == buf && room == 1 && n == 1 && buf[0] == 7 && out.empty() &&
+              (_conversion_length<U16, U8, ReplaceInvalid>(nullptr, 3, consumed)) == 0 &&
+              (_conversion_length<U16, U8, ReplaceInvalid>(nullptr, consumed)) == 0 &&
+              consumed == 5);
 }
 
 }  // namespace

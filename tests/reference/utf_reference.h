@@ -1,6 +1,5 @@
 // Slow, obvious model of the transcoding rules: decodes one character at a
-// time by the textbook bit layout and appends it whole, room permitting. The
-// tests hold the library's vector code against it.
+// time by the textbook bit layout and appends it whole, room permitting.
 #ifndef KY_TESTS_REFERENCE_UTF_REFERENCE_H
 #define KY_TESTS_REFERENCE_UTF_REFERENCE_H
 
@@ -43,22 +42,19 @@ inline RefChar RefDecode(const unsigned int* s, size_t) {
   return {s[0], s[0] < 0xD800 || (s[0] >= 0xE000 && s[0] <= 0x10FFFF) ? size_t{1} : 0};
 }
 
-// The units a character becomes: the one decoded from s as c, or U+FFFD when
-// c is ill-formed.
+// The units character c, decoded from s, becomes (U+FFFD when ill-formed).
 template <typename To, typename From>
 std::vector<To> RefEncode(const From* s, RefChar c) {
   const uint32_t cp = c.len ? c.cp : 0xFFFD;
+  constexpr bool kFrom8 = std::is_same_v<From, unsigned char>;
   if constexpr (std::is_same_v<To, unsigned char>) {
-    if (std::is_same_v<From, unsigned char> && c.len != 0) {
-      return std::vector<To>(s, s + c.len);  // copied as it came, overlong or not
-    }
+    if (kFrom8 && c.len != 0) return std::vector<To>(s, s + c.len);  // as it came, overlong or not
     const int k = cp < 0x80 ? 1 : cp < 0x800 ? 2 : cp < 0x10000 ? 3 : 4;
     const uint32_t lead[] = {0, 0, 0xC0, 0xE0, 0xF0};
     std::vector<To> out{static_cast<To>(k == 1 ? cp : lead[k] | cp >> (6 * (k - 1)))};
     for (int j = k - 2; j >= 0; --j) out.push_back(static_cast<To>(0x80 | (cp >> 6 * j & 0x3F)));
     return out;
-  } else if (std::is_same_v<To, unsigned short> &&
-             (std::is_same_v<From, unsigned char> ? c.len == 4 : cp > 0xFFFF)) {
+  } else if (std::is_same_v<To, unsigned short> && (kFrom8 ? c.len == 4 : cp > 0xFFFF)) {
     // A four-byte UTF-8 form is always a pair, truncated to 16 bits when overlong.
     return {static_cast<To>((cp - 0x10000) >> 10 | 0xD800), static_cast<To>(0xDC00 | (cp & 0x3FF))};
   }
