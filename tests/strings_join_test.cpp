@@ -11,17 +11,14 @@
 
 #include "ky/memory.h"
 #include "ky/strings.h"
+#include "support/random_text.h"
 #include "support/test_allocator.h"
 
 namespace {
 
 using namespace std::string_literals;
 
-std::string Text(std::mt19937& rng, const std::string& alphabet, size_t max) {
-  std::string s(rng() % (max + 1), ' ');
-  for (char& c : s) c = alphabet[rng() % alphabet.size()];
-  return s;
-}
+using ky::test::Text;
 
 struct Dst {
   char buf[32];

@@ -14,17 +14,14 @@
 
 #include "ky/memory.h"
 #include "ky/strings.h"
+#include "support/random_text.h"
 #include "support/test_allocator.h"
 
 namespace {
 
 using namespace std::string_literals;
 
-std::string Text(std::mt19937& rng, const std::string& alphabet, size_t max) {
-  std::string s(rng() % (max + 1), ' ');
-  for (char& c : s) c = alphabet[rng() % alphabet.size()];
-  return s;
-}
+using ky::test::Text;
 bool BlankTab(char c) { return c == ' ' || c == '\t'; }
 bool LocaleSpace(char c) { return std::isspace(static_cast<int>(c)) != 0; }
 std::string UpToNul(const std::string& s, size_t n) {
