@@ -1,6 +1,7 @@
 // ky::utf_enumerator: the ReplaceInvalid walk, one code point at a time, on the
 // same decoder as the conversions.
-#include "utf_internal.h"
+#include "ky/utf.h"
+#include "unit_codec.h"
 
 namespace ky {
 
