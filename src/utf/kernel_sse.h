@@ -453,7 +453,12 @@ inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
 // well-formed characters, and a return at the first ill-formed one or where
 // less than a vector of source or room is left.
 template <typename To, typename From, bool kWrite>
-KernelProgress Run(To* d, size_t r, const From* s, size_t n) {
+struct Kernel {
+  static KernelProgress Run(To* d, size_t r, const From* s, size_t n);
+};
+
+template <typename To, typename From, bool kWrite>
+KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, size_t n) {
   const From* const s0 = s;
   const size_t r0 = r;
   // Moves past `out` destination units written and `in` source units read;
@@ -555,16 +560,6 @@ KernelProgress Run(To* d, size_t r, const From* s, size_t n) {
     advance(k, c.len);
   }
   return {static_cast<size_t>(s - s0), r0 - r};
-}
-
-template <typename To, typename From>
-KernelProgress Convert(To* d, size_t room, const From* s, size_t n) {
-  return Run<To, From, true>(d, room, s, n);
-}
-
-template <typename To, typename From>
-KernelProgress Measure(const From* s, size_t n) {
-  return Run<To, From, false>(nullptr, SIZE_MAX, s, n);
 }
 
 }  // namespace

@@ -110,16 +110,28 @@ KY_UTF_KERNEL_PAIR(U32, U16, convert32_16, measure32_16)
 KY_UTF_KERNEL_PAIR(U32, U32, convert32_32, measure32_32)
 #undef KY_UTF_KERNEL_PAIR
 
-// A level's table, from the function templates Convert<To, From> and
-// Measure<To, From> of the translation unit that expands it.
-#define KY_UTF_KERNEL_TABLE                                                                        \
-  {                                                                                                \
-    &Convert<U8, U8>, &Convert<U8, U16>, &Convert<U8, U32>, &Convert<U16, U8>, &Convert<U16, U16>, \
-        &Convert<U16, U32>, &Convert<U32, U8>, &Convert<U32, U16>, &Convert<U32, U32>,             \
-        &Measure<U8, U8>, &Measure<U8, U16>, &Measure<U8, U32>, &Measure<U16, U8>,                 \
-        &Measure<U16, U16>, &Measure<U16, U32>, &Measure<U32, U8>, &Measure<U32, U16>,             \
-        &Measure<U32, U32>                                                                         \
+// A level's table, from its kernel template K<To, From, kWrite>, whose
+// static Run(d, room, s, n) both converts (kWrite) and measures (d null,
+// room SIZE_MAX). K is local to the level's translation unit, and so is
+// everything instantiated from it here.
+template <template <typename, typename, bool> class K>
+struct UtfKernelTable {
+  template <typename To, typename From>
+  static KernelProgress Convert(To* d, size_t room, const From* s, size_t n) {
+    return K<To, From, true>::Run(d, room, s, n);
   }
+  template <typename To, typename From>
+  static KernelProgress Measure(const From* s, size_t n) {
+    return K<To, From, false>::Run(nullptr, ~size_t{0}, s, n);
+  }
+  static constexpr UtfKernels kTable = {
+      &Convert<U8, U8>,   &Convert<U8, U16>,  &Convert<U8, U32>,  &Convert<U16, U8>,
+      &Convert<U16, U16>, &Convert<U16, U32>, &Convert<U32, U8>,  &Convert<U32, U16>,
+      &Convert<U32, U32>, &Measure<U8, U8>,   &Measure<U8, U16>,  &Measure<U8, U32>,
+      &Measure<U16, U8>,  &Measure<U16, U16>, &Measure<U16, U32>, &Measure<U32, U8>,
+      &Measure<U32, U16>, &Measure<U32, U32>,
+  };
+};
 
 }  // namespace ky::detail
 

@@ -4,5 +4,5 @@
 #include "kernel_sse.h"
 
 namespace ky::detail {
-const UtfKernels kAvx2UtfKernels = KY_UTF_KERNEL_TABLE;
+const UtfKernels kAvx2UtfKernels = UtfKernelTable<Kernel>::kTable;
 }  // namespace ky::detail

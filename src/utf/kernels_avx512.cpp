@@ -1,7 +1,499 @@
-// placeholder
+// The AVX-512 level's kernels (BW, VL, VBMI, VBMI2). A block is 64 bytes of
+// UTF-8, 32 units of UTF-16 or 16 of UTF-32, and a short one at the end of
+// the source is read through a mask, so short fields run here too.
+//
+// Each block is classified at once: masks with a bit per unit say which
+// units lead a character of which length and which continue one, and the
+// decoder's rules become mask arithmetic (a lead's continuations are exactly
+// the continuation bytes; 0xED is not followed by 0xA0..0xBF; 0xF4 not by
+// 0x90..0xBF; a high surrogate is followed by a low one and a low one
+// preceded by a high one). A character cut by the end of the block waits for
+// the next block. Where an ill-formed sequence is found, the characters
+// before it are taken and the kernel stops at it.
+//
+// Transcoding computes, for every unit of the block, the output as if a
+// character started there, in lanes wide enough for it, and then compresses
+// the lanes of the units that do start one into contiguous output. Stores
+// are masked to the output's length, so nothing past the output is touched.
 #define KY_UTF_ISA avx512
-#include "kernel_sse.h"
+#include <immintrin.h>
+
+#include "kernels.h"
+#include "unit_codec.h"
 
 namespace ky::detail {
-const UtfKernels kAvx512UtfKernels = KY_UTF_KERNEL_TABLE;
+inline namespace KY_UTF_ISA {
+namespace {
+
+// The low k bits (k at most 64).
+inline uint64_t Low(size_t k) { return _bzhi_u64(~uint64_t{0}, static_cast<unsigned>(k)); }
+inline unsigned Count(uint64_t m) { return static_cast<unsigned>(_mm_popcnt_u64(m)); }
+inline size_t Min(size_t a, size_t b) { return a < b ? a : b; }
+
+// ---------------------------------------------------------------- UTF-8 source
+
+// One block of UTF-8: the bytes (zero past the source) and masks over them.
+struct Utf8Block {
+  __m512i v;
+  uint64_t take;    // the bytes of the whole, well-formed characters taken
+  uint64_t starts;  // their first bytes
+  uint64_t four;    // the first bytes of four-byte forms among them
+  bool stop;        // an ill-formed sequence follows what is taken
+};
+
+// How many of the last bytes of the len at p belong to a character cut by
+// the end: its lead is there and its sequence runs past. From plain loads
+// and selects, so that where the next block starts never waits on the
+// classification of this one.
+inline size_t CutBack(const U8* p, size_t len) {
+  const auto lead = [&](size_t back, unsigned from) {
+    return len >= back && p[len - back] >= from && p[len - back] <= 0xF4;
+  };
+  size_t back = lead(1, 0xC0) ? 1 : 0;
+  back = lead(2, 0xE0) ? 2 : back;
+  return lead(3, 0xF0) ? 3 : back;
+}
+
+// Classifies the len (1..64) bytes at s, of which the first `whole` hold
+// only whole characters.
+inline Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
+  Utf8Block b;
+  const uint64_t valid = Low(len);
+  b.v = _mm512_maskz_loadu_epi8(valid, s);
+  const uint64_t high = _mm512_movepi8_mask(b.v);
+  if (high == 0) {
+    b.take = b.starts = valid;
+    b.four = 0;
+    b.stop = false;
+    return b;
+  }
+  const auto at_least = [&](int x) {
+    return static_cast<uint64_t>(_mm512_cmpge_epu8_mask(b.v, _mm512_set1_epi8(static_cast<char>(x))));
+  };
+  const uint64_t ge_c0 = at_least(0xC0), ge_e0 = at_least(0xE0), ge_f0 = at_least(0xF0),
+                 ge_f5 = at_least(0xF5);
+  const uint64_t ascii = valid & ~high, cont = high & ~ge_c0;
+  const uint64_t lead2 = ge_c0 & ~ge_e0, lead3 = ge_e0 & ~ge_f0, lead4 = ge_f0 & ~ge_f5;
+  // A lead whose sequence would run past the block (or the source) waits.
+  const uint64_t keep = Low(whole);
+  const uint64_t l2 = lead2 & keep, l3 = lead3 & keep, l4 = lead4 & keep;
+  const uint64_t want = (l2 << 1) | (l3 << 1) | (l3 << 2) | (l4 << 1) | (l4 << 2) | (l4 << 3);
+  // Where a character is ill-formed: a continuation that no lead calls
+  // for, a byte that is never a lead, an encoded surrogate, a value past
+  // 0x10FFFF; and, for a continuation missing, the lead that called for it.
+  uint64_t bad = ((cont & ~want) | ge_f5) & keep;
+  if (l3 | l4) {
+    const auto equal = [&](int x) {
+      return static_cast<uint64_t>(
+          _mm512_cmpeq_epi8_mask(b.v, _mm512_set1_epi8(static_cast<char>(x))));
+    };
+    bad |= l3 & equal(0xED) & (at_least(0xA0) >> 1);
+    bad |= l4 & equal(0xF4) & (at_least(0x90) >> 1);
+  }
+  const uint64_t starts = (ascii | l2 | l3 | l4) & keep;
+  const uint64_t missing = want & ~cont;
+  if (missing != 0) {
+    const uint64_t before = starts & Low(static_cast<size_t>(_tzcnt_u64(missing)));
+    bad |= uint64_t{1} << (63 - __builtin_clzll(before));
+  }
+  b.stop = bad != 0;
+  b.take = b.stop ? keep & Low(static_cast<size_t>(_tzcnt_u64(bad))) : keep;
+  b.starts = starts & b.take;
+  b.four = l4 & b.take;
+  return b;
+}
+
+// Byte k of the block for every lane of `lanes` units (16 or 32 bits) from
+// unit `first` on, zero-extended.
+template <int kLaneBits>
+inline __m512i BytesAt(__m512i v, unsigned first) {
+  constexpr int kStep = kLaneBits / 8;
+  alignas(64) static const struct Index {
+    unsigned char i[64];
+    constexpr Index() : i() {
+      for (int j = 0; j < 64; j += kStep) i[j] = static_cast<unsigned char>(j / kStep);
+    }
+  } index;
+  const __m512i idx = _mm512_add_epi8(_mm512_load_si512(index.i),
+                                      _mm512_set1_epi8(static_cast<char>(first)));
+  constexpr uint64_t kLow = kLaneBits == 16 ? 0x5555555555555555ull : 0x1111111111111111ull;
+  return _mm512_maskz_permutexvar_epi8(kLow, idx, v);
+}
+
+// UTF-16 units for the 32 bytes from `first`: every lane holds the unit that
+// a character starting there gives (a four-byte form its high surrogate, and
+// the lane after it the low one).
+inline __m512i Utf16Lanes(const Utf8Block& b, unsigned first) {
+  const __m512i x0 = BytesAt<16>(b.v, first);
+  const __m512i m3f = _mm512_set1_epi16(0x3F);
+  const __m512i t1 = _mm512_and_si512(BytesAt<16>(b.v, first + 1), m3f);
+  const __m512i t2 = _mm512_and_si512(BytesAt<16>(b.v, first + 2), m3f);
+  const __m512i t12 = _mm512_or_si512(_mm512_slli_epi16(t1, 6), t2);
+  const __m512i two =
+      _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(x0, _mm512_set1_epi16(0x1F)), 6), t1);
+  const __m512i three = _mm512_or_si512(_mm512_slli_epi16(x0, 12), t12);
+  const uint32_t lead2 = _mm512_cmpge_epu16_mask(x0, _mm512_set1_epi16(0xC0));
+  const uint32_t lead3 = _mm512_cmpge_epu16_mask(x0, _mm512_set1_epi16(0xE0));
+  __m512i out = _mm512_mask_mov_epi16(x0, lead2, two);
+  out = _mm512_mask_mov_epi16(out, lead3, three);
+  const uint32_t four = static_cast<uint32_t>(b.four >> first);
+  if (four | static_cast<uint32_t>((b.four << 1) >> first)) {
+    // The pair formula in 16-bit arithmetic: an overlong four-byte form
+    // (a code point below 0x10000) wraps exactly as the 32-bit one does.
+    const __m512i top = _mm512_or_si512(
+        _mm512_slli_epi16(_mm512_and_si512(x0, _mm512_set1_epi16(7)), 8),
+        _mm512_or_si512(_mm512_slli_epi16(t1, 2), _mm512_srli_epi16(t2, 4)));
+    const __m512i high = _mm512_or_si512(_mm512_sub_epi16(top, _mm512_set1_epi16(0x40)),
+                                         _mm512_set1_epi16(static_cast<short>(0xD800)));
+    const __m512i low = _mm512_or_si512(_mm512_and_si512(t12, _mm512_set1_epi16(0x3FF)),
+                                        _mm512_set1_epi16(static_cast<short>(0xDC00)));
+    out = _mm512_mask_mov_epi16(out, four, high);
+    out = _mm512_mask_mov_epi16(out, static_cast<uint32_t>((b.four << 1) >> first), low);
+  }
+  return out;
+}
+
+// Code points for the 16 bytes from `first`, one per lane, as if a character
+// started there.
+inline __m512i Utf32Lanes(const Utf8Block& b, unsigned first) {
+  const __m512i x0 = BytesAt<32>(b.v, first);
+  const __m512i m3f = _mm512_set1_epi32(0x3F);
+  const __m512i t1 = _mm512_and_si512(BytesAt<32>(b.v, first + 1), m3f);
+  const __m512i t2 = _mm512_and_si512(BytesAt<32>(b.v, first + 2), m3f);
+  const __m512i t12 = _mm512_or_si512(_mm512_slli_epi32(t1, 6), t2);
+  const __m512i two =
+      _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(0x1F)), 6), t1);
+  const __m512i three =
+      _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(0x0F)), 12), t12);
+  __m512i out = _mm512_mask_mov_epi32(x0, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xC0)), two);
+  out = _mm512_mask_mov_epi32(out, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xE0)), three);
+  const auto four = static_cast<__mmask16>(b.four >> first);
+  if (four) {
+    const __m512i t3 = _mm512_and_si512(BytesAt<32>(b.v, first + 3), m3f);
+    const __m512i cp = _mm512_or_si512(
+        _mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(7)), 18),
+        _mm512_or_si512(_mm512_slli_epi32(t12, 6), t3));
+    out = _mm512_mask_mov_epi32(out, four, cp);
+  }
+  return out;
+}
+
+// Stores 64 ASCII bytes as 64 units.
+template <typename To>
+inline void PutAscii(To* o, __m512i v) {
+  if constexpr (std::is_same_v<To, U8>) {
+    _mm512_storeu_si512(o, v);
+  } else if constexpr (std::is_same_v<To, U16>) {
+    _mm512_storeu_si512(o, _mm512_cvtepu8_epi16(_mm512_castsi512_si256(v)));
+    _mm512_storeu_si512(o + 32, _mm512_cvtepu8_epi16(_mm512_extracti64x4_epi64(v, 1)));
+  } else {
+    _mm512_storeu_si512(o, _mm512_cvtepu8_epi32(_mm512_castsi512_si128(v)));
+    _mm512_storeu_si512(o + 16, _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(v, 1)));
+    _mm512_storeu_si512(o + 32, _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(v, 2)));
+    _mm512_storeu_si512(o + 48, _mm512_cvtepu8_epi32(_mm512_extracti32x4_epi32(v, 3)));
+  }
+}
+
+template <typename To, bool kWrite>
+KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
+  size_t in = 0, out = 0;
+  while (in < n) {
+    // ASCII a whole vector at a time while it lasts: no masks to make.
+    if (n - in >= 64 && room - out >= 64) {
+      const __m512i v = _mm512_loadu_si512(s + in);
+      if (_mm512_movepi8_mask(v) == 0) {
+        if constexpr (kWrite) PutAscii(d + out, v);
+        in += 64;
+        out += 64;
+        continue;
+      }
+    }
+    const size_t len = Min(n - in, 64);
+    const size_t whole = len - CutBack(s + in, len);
+    if (whole == 0) break;
+    const Utf8Block b = Classify8(s + in, len, whole);
+    const size_t took = Count(b.take);
+    size_t k;
+    if constexpr (std::is_same_v<To, U8>) {
+      k = took;
+    } else if constexpr (std::is_same_v<To, U16>) {
+      k = Count(b.starts) + Count(b.four);
+    } else {
+      k = Count(b.starts);
+    }
+    if (k > room - out) break;
+    if constexpr (kWrite) {
+      To* o = d + out;
+      if constexpr (std::is_same_v<To, U8>) {
+        _mm512_mask_storeu_epi8(o, b.take, b.v);
+      } else if constexpr (std::is_same_v<To, U16>) {
+        const uint64_t units = b.starts | (b.four << 1);
+        for (unsigned first = 0; first < took; first += 32) {
+          const auto lanes = static_cast<uint32_t>(units >> first);
+          const __m512i u = _mm512_maskz_compress_epi16(lanes, Utf16Lanes(b, first));
+          const unsigned c = Count(lanes);
+          _mm512_mask_storeu_epi16(o, static_cast<uint32_t>(Low(c)), u);
+          o += c;
+        }
+      } else {
+        for (unsigned first = 0; first < took; first += 16) {
+          const auto lanes = static_cast<__mmask16>(b.starts >> first);
+          const __m512i u = _mm512_maskz_compress_epi32(lanes, Utf32Lanes(b, first));
+          const unsigned c = Count(lanes);
+          _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)), u);
+          o += c;
+        }
+      }
+    }
+    out += k;
+    if (b.stop) {
+      in += took;
+      break;
+    }
+    in += whole;
+  }
+  return {in, out};
+}
+
+// ------------------------------------------------------ UTF-8 from code points
+
+// Writes the UTF-8 of the code points in the lanes of `lanes` (valid scalar
+// values) at o and returns the bytes written.
+inline unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
+  const __m512i m3f = _mm512_set1_epi32(0x3F), m80 = _mm512_set1_epi32(0x80);
+  const __m512i trail0 = _mm512_or_si512(_mm512_and_si512(cp, m3f), m80);
+  const __m512i trail1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(cp, 6), m3f), m80);
+  const __m512i trail2 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(cp, 12), m3f), m80);
+  const __m512i two = _mm512_or_si512(
+      _mm512_or_si512(_mm512_srli_epi32(cp, 6), _mm512_set1_epi32(0xC0)), _mm512_slli_epi32(trail0, 8));
+  const __m512i three = _mm512_or_si512(
+      _mm512_or_si512(_mm512_srli_epi32(cp, 12), _mm512_set1_epi32(0xE0)),
+      _mm512_or_si512(_mm512_slli_epi32(trail1, 8), _mm512_slli_epi32(trail0, 16)));
+  const __mmask16 ge80 = _mm512_cmpge_epu32_mask(cp, _mm512_set1_epi32(0x80));
+  const __mmask16 ge800 = _mm512_cmpge_epu32_mask(cp, _mm512_set1_epi32(0x800));
+  const __mmask16 ge10000 = _mm512_cmpge_epu32_mask(cp, _mm512_set1_epi32(0x10000));
+  __m512i bytes = _mm512_mask_mov_epi32(cp, ge80, two);
+  bytes = _mm512_mask_mov_epi32(bytes, ge800, three);
+  if (ge10000 & lanes) {
+    const __m512i four = _mm512_or_si512(
+        _mm512_or_si512(_mm512_srli_epi32(cp, 18), _mm512_set1_epi32(0xF0)),
+        _mm512_or_si512(_mm512_slli_epi32(trail2, 8),
+                        _mm512_or_si512(_mm512_slli_epi32(trail1, 16), _mm512_slli_epi32(trail0, 24))));
+    bytes = _mm512_mask_mov_epi32(bytes, ge10000, four);
+  }
+  // The length in every byte of its lane; the bytes below it are kept.
+  const __m512i one = _mm512_set1_epi32(0x01010101);
+  __m512i length = _mm512_maskz_mov_epi32(lanes, one);
+  length = _mm512_mask_add_epi32(length, ge80 & lanes, length, one);
+  length = _mm512_mask_add_epi32(length, ge800 & lanes, length, one);
+  length = _mm512_mask_add_epi32(length, ge10000 & lanes, length, one);
+  const uint64_t keep = _mm512_cmplt_epu8_mask(_mm512_set1_epi32(0x03020100), length);
+  const unsigned c = Count(keep);
+  _mm512_mask_storeu_epi8(o, Low(c), _mm512_maskz_compress_epi8(keep, bytes));
+  return c;
+}
+
+// The lanes of sixteen units from `first` (0 or 16) of 32 16-bit lanes,
+// widened to 32 bits.
+inline __m512i Widen16(__m512i u, unsigned first) {
+  return _mm512_cvtepu16_epi32(first ? _mm512_extracti64x4_epi64(u, 1)
+                                     : _mm512_castsi512_si256(u));
+}
+
+// --------------------------------------------------------------- UTF-16 source
+
+// One block of up to 32 UTF-16 units and the well-formed prefix of it.
+struct Utf16Block {
+  __m512i u;
+  uint32_t take;  // the units of the whole, well-formed characters taken
+  uint32_t high;  // the high surrogates among them
+  uint32_t low;   // and the low ones
+  bool stop;      // an ill-formed unit follows what is taken
+};
+
+// Classifies the len (1..32) units at s, of which the first `whole` hold only
+// whole characters.
+inline Utf16Block Classify16(const U16* s, size_t len, size_t whole) {
+  Utf16Block b;
+  const auto valid = static_cast<uint32_t>(Low(len));
+  b.u = _mm512_maskz_loadu_epi16(valid, s);
+  const __m512i top = _mm512_and_si512(b.u, _mm512_set1_epi16(static_cast<short>(0xFC00)));
+  const uint32_t high =
+      _mm512_cmpeq_epi16_mask(top, _mm512_set1_epi16(static_cast<short>(0xD800))) & valid;
+  const uint32_t low =
+      _mm512_cmpeq_epi16_mask(top, _mm512_set1_epi16(static_cast<short>(0xDC00))) & valid;
+  uint32_t take = static_cast<uint32_t>(Low(whole));
+  // Out of pairing: a low surrogate after no high one, or a unit other than
+  // a low one after a high one; the character in error is then the high one.
+  const uint32_t odd = (low ^ (high << 1)) & valid;
+  b.stop = odd != 0;
+  if (b.stop) {
+    const unsigned at = _tzcnt_u32(odd);
+    take &= static_cast<uint32_t>(Low(at != 0 && ((high >> (at - 1)) & 1) ? at - 1 : at));
+  }
+  b.take = take;
+  b.high = high & take;
+  b.low = low & take;
+  return b;
+}
+
+template <typename To, bool kWrite>
+KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
+  size_t in = 0, out = 0;
+  while (in < n) {
+    // ASCII a whole vector at a time while it lasts: no masks to make.
+    if (n - in >= 32 && room - out >= 32) {
+      const __m512i u = _mm512_loadu_si512(s + in);
+      if (_mm512_cmpge_epu16_mask(u, _mm512_set1_epi16(0x80)) == 0) {
+        if constexpr (kWrite) {
+          if constexpr (std::is_same_v<To, U8>) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + out), _mm512_cvtepi16_epi8(u));
+          } else if constexpr (std::is_same_v<To, U16>) {
+            _mm512_storeu_si512(d + out, u);
+          } else {
+            _mm512_storeu_si512(d + out, Widen16(u, 0));
+            _mm512_storeu_si512(d + out + 16, Widen16(u, 16));
+          }
+        }
+        in += 32;
+        out += 32;
+        continue;
+      }
+    }
+    const size_t len = Min(n - in, 32);
+    // A high surrogate as the last unit waits for the next block.
+    const size_t whole = len - ((s[in + len - 1] & 0xFC00) == 0xD800);
+    if (whole == 0) break;
+    const Utf16Block b = Classify16(s + in, len, whole);
+    const size_t took = Count(b.take);
+    uint32_t ge80 = 0;
+    size_t k;
+    if constexpr (std::is_same_v<To, U8>) {
+      // One byte a unit, one more from 0x80, one more from 0x800; a
+      // surrogate's three are one too many (a pair is four bytes).
+      ge80 = _mm512_cmpge_epu16_mask(b.u, _mm512_set1_epi16(0x80)) & b.take;
+      const uint32_t ge800 = _mm512_cmpge_epu16_mask(b.u, _mm512_set1_epi16(0x800)) & b.take;
+      k = took + Count(ge80) + Count(ge800) - Count(b.high) - Count(b.low);
+    } else if constexpr (std::is_same_v<To, U16>) {
+      k = took;
+    } else {
+      k = took - Count(b.low);
+    }
+    if (k > room - out) break;
+    if constexpr (kWrite) {
+      To* o = d + out;
+      if constexpr (std::is_same_v<To, U16>) {
+        _mm512_mask_storeu_epi16(o, b.take, b.u);
+      } else if (std::is_same_v<To, U8> && ge80 == 0) {
+        _mm256_mask_storeu_epi8(o, b.take, _mm512_cvtepi16_epi8(b.u));
+      } else {
+        // Sixteen units at a time in 32-bit lanes: a high surrogate's lane
+        // takes the code point of its pair, the low one's gives nothing.
+        const __m512i next =
+            _mm512_maskz_loadu_epi16(static_cast<uint32_t>(Low(len - 1)), s + in + 1);
+        const __m512i m3ff = _mm512_set1_epi32(0x3FF);
+        for (unsigned first = 0; first < took; first += 16) {
+          const __m512i w = Widen16(b.u, first);
+          const __m512i pair = _mm512_add_epi32(
+              _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, m3ff), 10),
+                              _mm512_and_si512(Widen16(next, first), m3ff)),
+              _mm512_set1_epi32(0x10000));
+          const __m512i cp = _mm512_mask_mov_epi32(w, static_cast<__mmask16>(b.high >> first), pair);
+          const auto lanes = static_cast<__mmask16>((b.take & ~b.low) >> first);
+          if constexpr (std::is_same_v<To, U32>) {
+            const unsigned c = Count(lanes);
+            _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)),
+                                     _mm512_maskz_compress_epi32(lanes, cp));
+            o += c;
+          } else {
+            o += PutUtf8(o, cp, lanes);
+          }
+        }
+      }
+    }
+    out += k;
+    if (b.stop) {
+      in += took;
+      break;
+    }
+    in += whole;
+  }
+  return {in, out};
+}
+
+// --------------------------------------------------------------- UTF-32 source
+
+template <typename To, bool kWrite>
+KernelProgress RunFrom32(To* d, size_t room, const U32* s, size_t n) {
+  size_t in = 0, out = 0;
+  while (in < n) {
+    const auto valid = static_cast<__mmask16>(Low(Min(n - in, 16)));
+    const __m512i u = _mm512_maskz_loadu_epi32(valid, s + in);
+    // Surrogates and values past 0x10FFFF are ill-formed; the units before
+    // the first are taken.
+    const __mmask16 bad =
+        (_mm512_cmplt_epu32_mask(_mm512_sub_epi32(u, _mm512_set1_epi32(0xD800)),
+                                 _mm512_set1_epi32(0x800)) |
+         _mm512_cmpgt_epu32_mask(u, _mm512_set1_epi32(0x10FFFF))) &
+        valid;
+    const auto take = static_cast<__mmask16>(bad ? valid & Low(_tzcnt_u32(bad)) : valid);
+    const size_t took = Count(take);
+    const __mmask16 ge10000 = _mm512_cmpge_epu32_mask(u, _mm512_set1_epi32(0x10000)) & take;
+    size_t k;
+    if constexpr (std::is_same_v<To, U8>) {
+      k = took + Count(_mm512_cmpge_epu32_mask(u, _mm512_set1_epi32(0x80)) & take) +
+          Count(_mm512_cmpge_epu32_mask(u, _mm512_set1_epi32(0x800)) & take) + Count(ge10000);
+    } else if constexpr (std::is_same_v<To, U16>) {
+      k = took + Count(ge10000);
+    } else {
+      k = took;
+    }
+    if (took == 0 || k > room - out) break;
+    if constexpr (kWrite) {
+      To* o = d + out;
+      if constexpr (std::is_same_v<To, U8>) {
+        PutUtf8(o, u, take);
+      } else if constexpr (std::is_same_v<To, U16>) {
+        // A supplementary code point's lane holds its pair, high unit first;
+        // its upper half is kept with it.
+        const __m512i v = _mm512_sub_epi32(u, _mm512_set1_epi32(0x10000));
+        const __m512i pair = _mm512_or_si512(
+            _mm512_or_si512(_mm512_srli_epi32(v, 10), _mm512_set1_epi32(0xD800)),
+            _mm512_slli_epi32(
+                _mm512_or_si512(_mm512_and_si512(u, _mm512_set1_epi32(0x3FF)), _mm512_set1_epi32(0xDC00)),
+                16));
+        const __m512i units = _mm512_mask_mov_epi32(u, ge10000, pair);
+        const auto lanes = static_cast<uint32_t>(_pdep_u32(take, 0x55555555u) |
+                                                 _pdep_u32(ge10000, 0xAAAAAAAAu));
+        _mm512_mask_storeu_epi16(o, static_cast<uint32_t>(Low(k)),
+                                 _mm512_maskz_compress_epi16(lanes, units));
+      } else {
+        _mm512_mask_storeu_epi32(o, take, u);
+      }
+    }
+    in += took;
+    out += k;
+    if (bad) break;
+  }
+  return {in, out};
+}
+
+template <typename To, typename From, bool kWrite>
+struct Kernel {
+  static KernelProgress Run(To* d, size_t room, const From* s, size_t n) {
+    if constexpr (std::is_same_v<From, U8>) {
+      return RunFrom8<To, kWrite>(d, room, s, n);
+    } else if constexpr (std::is_same_v<From, U16>) {
+      return RunFrom16<To, kWrite>(d, room, s, n);
+    } else {
+      return RunFrom32<To, kWrite>(d, room, s, n);
+    }
+  }
+};
+
+}  // namespace
+}  // namespace KY_UTF_ISA
+
+const UtfKernels kAvx512UtfKernels = UtfKernelTable<Kernel>::kTable;
+
 }  // namespace ky::detail
