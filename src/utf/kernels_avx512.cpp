@@ -25,6 +25,10 @@ namespace ky::detail {
 inline namespace KY_UTF_ISA {
 namespace {
 
+// The block helpers return several masks and vectors at once; inlined, they
+// stay in registers instead of going through memory.
+#define KY_ALWAYS_INLINE inline __attribute__((always_inline))
+
 // The low k bits (k at most 64).
 inline uint64_t Low(size_t k) { return _bzhi_u64(~uint64_t{0}, static_cast<unsigned>(k)); }
 inline unsigned Count(uint64_t m) { return static_cast<unsigned>(_mm_popcnt_u64(m)); }
@@ -45,7 +49,7 @@ struct Utf8Block {
 // the end: its lead is there and its sequence runs past. From plain loads
 // and selects, so that where the next block starts never waits on the
 // classification of this one.
-inline size_t CutBack(const U8* p, size_t len) {
+KY_ALWAYS_INLINE size_t CutBack(const U8* p, size_t len) {
   const auto lead = [&](size_t back, unsigned from) {
     return len >= back && p[len - back] >= from && p[len - back] <= 0xF4;
   };
@@ -56,7 +60,7 @@ inline size_t CutBack(const U8* p, size_t len) {
 
 // Classifies the len (1..64) bytes at s, of which the first `whole` hold
 // only whole characters.
-inline Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
+KY_ALWAYS_INLINE Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
   Utf8Block b;
   const uint64_t valid = Low(len);
   b.v = _mm512_maskz_loadu_epi8(valid, s);
@@ -106,7 +110,7 @@ inline Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
 // Byte k of the block for every lane of `lanes` units (16 or 32 bits) from
 // unit `first` on, zero-extended.
 template <int kLaneBits>
-inline __m512i BytesAt(__m512i v, unsigned first) {
+KY_ALWAYS_INLINE __m512i BytesAt(__m512i v, unsigned first) {
   constexpr int kStep = kLaneBits / 8;
   alignas(64) static const struct Index {
     unsigned char i[64];
@@ -123,7 +127,7 @@ inline __m512i BytesAt(__m512i v, unsigned first) {
 // UTF-16 units for the 32 bytes from `first`: every lane holds the unit that
 // a character starting there gives (a four-byte form its high surrogate, and
 // the lane after it the low one).
-inline __m512i Utf16Lanes(const Utf8Block& b, unsigned first) {
+KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b, unsigned first) {
   const __m512i x0 = BytesAt<16>(b.v, first);
   const __m512i m3f = _mm512_set1_epi16(0x3F);
   const __m512i t1 = _mm512_and_si512(BytesAt<16>(b.v, first + 1), m3f);
@@ -155,7 +159,7 @@ inline __m512i Utf16Lanes(const Utf8Block& b, unsigned first) {
 
 // Code points for the 16 bytes from `first`, one per lane, as if a character
 // started there.
-inline __m512i Utf32Lanes(const Utf8Block& b, unsigned first) {
+KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b, unsigned first) {
   const __m512i x0 = BytesAt<32>(b.v, first);
   const __m512i m3f = _mm512_set1_epi32(0x3F);
   const __m512i t1 = _mm512_and_si512(BytesAt<32>(b.v, first + 1), m3f);
@@ -180,7 +184,7 @@ inline __m512i Utf32Lanes(const Utf8Block& b, unsigned first) {
 
 // Stores 64 ASCII bytes as 64 units.
 template <typename To>
-inline void PutAscii(To* o, __m512i v) {
+KY_ALWAYS_INLINE void PutAscii(To* o, __m512i v) {
   if constexpr (std::is_same_v<To, U8>) {
     _mm512_storeu_si512(o, v);
   } else if constexpr (std::is_same_v<To, U16>) {
@@ -259,7 +263,7 @@ KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
 
 // Writes the UTF-8 of the code points in the lanes of `lanes` (valid scalar
 // values) at o and returns the bytes written.
-inline unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
+KY_ALWAYS_INLINE unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
   const __m512i m3f = _mm512_set1_epi32(0x3F), m80 = _mm512_set1_epi32(0x80);
   const __m512i trail0 = _mm512_or_si512(_mm512_and_si512(cp, m3f), m80);
   const __m512i trail1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(cp, 6), m3f), m80);
@@ -295,7 +299,7 @@ inline unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
 
 // The lanes of sixteen units from `first` (0 or 16) of 32 16-bit lanes,
 // widened to 32 bits.
-inline __m512i Widen16(__m512i u, unsigned first) {
+KY_ALWAYS_INLINE __m512i Widen16(__m512i u, unsigned first) {
   return _mm512_cvtepu16_epi32(first ? _mm512_extracti64x4_epi64(u, 1)
                                      : _mm512_castsi512_si256(u));
 }
@@ -313,7 +317,7 @@ struct Utf16Block {
 
 // Classifies the len (1..32) units at s, of which the first `whole` hold only
 // whole characters.
-inline Utf16Block Classify16(const U16* s, size_t len, size_t whole) {
+KY_ALWAYS_INLINE Utf16Block Classify16(const U16* s, size_t len, size_t whole) {
   Utf16Block b;
   const auto valid = static_cast<uint32_t>(Low(len));
   b.u = _mm512_maskz_loadu_epi16(valid, s);
@@ -335,6 +339,101 @@ inline Utf16Block Classify16(const U16* s, size_t len, size_t whole) {
   b.high = high & take;
   b.low = low & take;
   return b;
+}
+
+// Writes the k bytes of UTF-8 of the units taken in b, read at s, at o, when
+// none of them takes three bytes (European text, and ASCII with emoji): every
+// unit's bytes fit its own lane, a pair's first two in the high surrogate's
+// and the last two in the low one's, and one compress takes all 32. ge80
+// marks the taken units from 0x80.
+KY_ALWAYS_INLINE void PutShortUtf8(U8* o, const Utf16Block& b, const U16* s, uint32_t ge80,
+                                   size_t k) {
+  const __m512i u = b.u;
+  const __m512i m3f = _mm512_set1_epi16(0x3F), m80 = _mm512_set1_epi16(0x80);
+  const __m512i last = _mm512_or_si512(_mm512_and_si512(u, m3f), m80);
+  __m512i bytes = _mm512_mask_mov_epi16(
+      u, ge80,
+      _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi16(u, 6), _mm512_set1_epi16(0xC0)),
+                      _mm512_slli_epi16(last, 8)));
+  if (b.high) {
+    // A block never starts with the low half of a pair, so the unit before
+    // every low one is in the source.
+    const __m512i prev = _mm512_maskz_loadu_epi16(b.low, s - 1);
+    const __m512i top = _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)),
+                                         _mm512_set1_epi16(0x40));
+    const __m512i byte0 = _mm512_or_si512(_mm512_srli_epi16(top, 8), _mm512_set1_epi16(0xF0));
+    const __m512i byte1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi16(top, 2), m3f), m80);
+    const __m512i byte2 = _mm512_or_si512(
+        _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(prev, _mm512_set1_epi16(3)), 4),
+                        _mm512_and_si512(_mm512_srli_epi16(u, 6), _mm512_set1_epi16(0xF))),
+        m80);
+    bytes = _mm512_mask_mov_epi16(bytes, b.high, _mm512_or_si512(byte0, _mm512_slli_epi16(byte1, 8)));
+    bytes = _mm512_mask_mov_epi16(bytes, b.low, _mm512_or_si512(byte2, _mm512_slli_epi16(last, 8)));
+  }
+  const uint64_t keep =
+      _pdep_u64(b.take, 0x5555555555555555ull) | _pdep_u64(ge80, 0xAAAAAAAAAAAAAAAAull);
+  _mm512_mask_storeu_epi8(o, Low(k), _mm512_maskz_compress_epi8(keep, bytes));
+}
+
+// Writes the k bytes of UTF-8 of the units taken in b at o; `next` holds the
+// unit after each, ge80 and ge800 mark the taken units from 0x80 and 0x800.
+// Every unit's bytes are made in 16-bit lanes (the first two in one vector,
+// the rest in another: a pair's four bytes sit in its high surrogate's
+// lanes, its low one gives none), and the two vectors are interleaved into
+// four bytes a unit and compressed, sixteen units at a time.
+KY_ALWAYS_INLINE void PutUtf8(U8* o, const Utf16Block& b, __m512i next, uint32_t ge80,
+                              uint32_t ge800, size_t k) {
+  const __m512i u = b.u;
+  const __m512i m3f = _mm512_set1_epi16(0x3F), m80 = _mm512_set1_epi16(0x80);
+  const __m512i last = _mm512_or_si512(_mm512_and_si512(u, m3f), m80);
+  const __m512i mid = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi16(u, 6), m3f), m80);
+  __m512i first2 = _mm512_mask_mov_epi16(
+      u, ge80,
+      _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi16(u, 6), _mm512_set1_epi16(0xC0)),
+                      _mm512_slli_epi16(last, 8)));
+  first2 = _mm512_mask_mov_epi16(
+      first2, ge800,
+      _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi16(u, 12), _mm512_set1_epi16(0xE0)),
+                      _mm512_slli_epi16(mid, 8)));
+  __m512i rest = last;
+  // Each unit's length in both bytes of its lane.
+  const __m512i one = _mm512_set1_epi16(0x0101);
+  __m512i length = _mm512_maskz_mov_epi16(b.take, one);
+  length = _mm512_mask_add_epi16(length, ge80, length, one);
+  length = _mm512_mask_add_epi16(length, ge800, length, one);
+  if (b.high) {
+    // The code point's bits above the low ten, from the high surrogate.
+    const __m512i top = _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)),
+                                         _mm512_set1_epi16(0x40));
+    const __m512i byte0 = _mm512_or_si512(_mm512_srli_epi16(top, 8), _mm512_set1_epi16(0xF0));
+    const __m512i byte1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi16(top, 2), m3f), m80);
+    const __m512i byte2 = _mm512_or_si512(
+        _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(top, _mm512_set1_epi16(3)), 4),
+                        _mm512_and_si512(_mm512_srli_epi16(next, 6), _mm512_set1_epi16(0xF))),
+        m80);
+    const __m512i byte3 = _mm512_or_si512(_mm512_and_si512(next, m3f), m80);
+    first2 = _mm512_mask_mov_epi16(first2, b.high, _mm512_or_si512(byte0, _mm512_slli_epi16(byte1, 8)));
+    rest = _mm512_mask_mov_epi16(rest, b.high, _mm512_or_si512(byte2, _mm512_slli_epi16(byte3, 8)));
+    length = _mm512_mask_mov_epi16(length, b.high, _mm512_set1_epi16(0x0404));
+    length = _mm512_mask_mov_epi16(length, b.low, _mm512_setzero_si512());
+  }
+  // Unpacking interleaves within 128-bit lanes; this order of the units makes
+  // its low halves units 0..15 and its high halves units 16..31.
+  alignas(64) static constexpr uint16_t kOrder[32] = {0, 1, 2,  3,  16, 17, 18, 19, 4,  5,  6,
+                                                      7, 20, 21, 22, 23, 8, 9,  10, 11, 24, 25,
+                                                      26, 27, 12, 13, 14, 15, 28, 29, 30, 31};
+  const __m512i order = _mm512_load_si512(kOrder);
+  first2 = _mm512_permutexvar_epi16(order, first2);
+  rest = _mm512_permutexvar_epi16(order, rest);
+  length = _mm512_permutexvar_epi16(order, length);
+  const __m512i index = _mm512_set1_epi32(0x03020100);
+  const uint64_t keep_lo = _mm512_cmplt_epu8_mask(index, _mm512_unpacklo_epi16(length, length));
+  const uint64_t keep_hi = _mm512_cmplt_epu8_mask(index, _mm512_unpackhi_epi16(length, length));
+  const unsigned c = Count(keep_lo);
+  _mm512_mask_storeu_epi8(
+      o, Low(c), _mm512_maskz_compress_epi8(keep_lo, _mm512_unpacklo_epi16(first2, rest)));
+  _mm512_mask_storeu_epi8(
+      o + c, Low(k - c), _mm512_maskz_compress_epi8(keep_hi, _mm512_unpackhi_epi16(first2, rest)));
 }
 
 template <typename To, bool kWrite>
@@ -366,13 +465,13 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
     if (whole == 0) break;
     const Utf16Block b = Classify16(s + in, len, whole);
     const size_t took = Count(b.take);
-    uint32_t ge80 = 0;
+    uint32_t ge80 = 0, ge800 = 0;
     size_t k;
     if constexpr (std::is_same_v<To, U8>) {
       // One byte a unit, one more from 0x80, one more from 0x800; a
       // surrogate's three are one too many (a pair is four bytes).
       ge80 = _mm512_cmpge_epu16_mask(b.u, _mm512_set1_epi16(0x80)) & b.take;
-      const uint32_t ge800 = _mm512_cmpge_epu16_mask(b.u, _mm512_set1_epi16(0x800)) & b.take;
+      ge800 = _mm512_cmpge_epu16_mask(b.u, _mm512_set1_epi16(0x800)) & b.take;
       k = took + Count(ge80) + Count(ge800) - Count(b.high) - Count(b.low);
     } else if constexpr (std::is_same_v<To, U16>) {
       k = took;
@@ -384,8 +483,16 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
       To* o = d + out;
       if constexpr (std::is_same_v<To, U16>) {
         _mm512_mask_storeu_epi16(o, b.take, b.u);
-      } else if (std::is_same_v<To, U8> && ge80 == 0) {
-        _mm256_mask_storeu_epi8(o, b.take, _mm512_cvtepi16_epi8(b.u));
+      } else if constexpr (std::is_same_v<To, U8>) {
+        if (ge80 == 0) {
+          _mm256_mask_storeu_epi8(o, b.take, _mm512_cvtepi16_epi8(b.u));
+        } else if ((ge800 & ~(b.high | b.low)) == 0) {
+          PutShortUtf8(o, b, s + in, ge80, k);
+        } else {
+          const __m512i next =
+              _mm512_maskz_loadu_epi16(static_cast<uint32_t>(Low(len - 1)), s + in + 1);
+          PutUtf8(o, b, next, ge80, ge800, k);
+        }
       } else {
         // Sixteen units at a time in 32-bit lanes: a high surrogate's lane
         // takes the code point of its pair, the low one's gives nothing.
@@ -400,14 +507,10 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
               _mm512_set1_epi32(0x10000));
           const __m512i cp = _mm512_mask_mov_epi32(w, static_cast<__mmask16>(b.high >> first), pair);
           const auto lanes = static_cast<__mmask16>((b.take & ~b.low) >> first);
-          if constexpr (std::is_same_v<To, U32>) {
-            const unsigned c = Count(lanes);
-            _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)),
-                                     _mm512_maskz_compress_epi32(lanes, cp));
-            o += c;
-          } else {
-            o += PutUtf8(o, cp, lanes);
-          }
+          const unsigned c = Count(lanes);
+          _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)),
+                                   _mm512_maskz_compress_epi32(lanes, cp));
+          o += c;
         }
       }
     }
