@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Every test: installs what is missing and checks the format; runs the logger
 # and clock suites and a log stress run under ThreadSanitizer; fuzzes each
-# target for 30 s; then builds under AddressSanitizer and
+# target for 30 s (the transcoding one also at each kernel level); then builds under AddressSanitizer and
 # UndefinedBehaviorSanitizer with -Werror and runs the suites, the
 # C99/C++11 header checks, the ABI check, the install check and the fuzz
 # corpus replays. Between them, the Debian packages are built and checked.
@@ -22,6 +22,8 @@ build/tsan/tests/log_stress --processes 4 --threads 4 --records 8000
 
 # Every fuzz target for 30 s with its seed corpus; a finding fails the run.
 ci/fuzz.sh 30
+# The transcoding target again at each lower kernel level than the CPU's best.
+for level in scalar sse2 avx2; do KY_UTF_KERNEL=$level ci/fuzz.sh 10 utf; done
 
 # The Debian packages from an optimised build: each holds exactly its files,
 # and a C99 consumer builds against the unpacked -dev tree.

@@ -102,9 +102,9 @@ Units<U32> ScriptRun(size_t chars) {
   return cps;
 }
 
-// Script runs between odd and ill-formed units.
+// Appends one odd or ill-formed piece of form T.
 template <typename T>
-Units<T> Text(size_t pieces) {
+void AppendOdd(Units<T>& s) {
   // Odd units by form, each drawn from [first, first + second).
   using Odd = std::vector<std::pair<uint32_t, uint32_t>>;
   // clang-format off
@@ -121,14 +121,23 @@ Units<T> Text(size_t pieces) {
       {{{0xD800, 0x800}}, {{0x110000, 0x1000}}, {{0xFFFFF000, 0x1000}}, {{0, 1}}}};
   // clang-format on
   const auto& odds = kOdd[sizeof(T) / 2];
+  for (const auto& u : odds[Below(odds.size())]) s.push_back(static_cast<T>(u.first + Below(u.second)));
+}
+
+template <typename T>
+Units<T> Encoded(const Units<U32>& cps) {
+  return RefConvert<T, U32>(cps.data(), cps.size(), StopOnInvalid).out;
+}
+
+// Script runs between odd and ill-formed units.
+template <typename T>
+Units<T> Text(size_t pieces) {
   Units<T> s;
   for (size_t i = 0; i < pieces; ++i) {
     if (Below(3) == 0) {
-      for (const auto& u : odds[Below(odds.size())])
-        s.push_back(static_cast<T>(u.first + Below(u.second)));
+      AppendOdd(s);
     } else {
-      const Units<U32> cps = ScriptRun(1 + Below(30));
-      const Units<T> run = RefConvert<T, U32>(cps.data(), cps.size(), StopOnInvalid).out;
+      const Units<T> run = Encoded<T>(ScriptRun(1 + Below(30)));
       s.insert(s.end(), run.begin(), run.end());
     }
   }
@@ -204,6 +213,31 @@ TEST(UtfProperty, MatchesModelForEveryPairPolicyOverloadAndRoom) {
     }
   });
   EXPECT_EQ(scope.Taken(), 0u);
+}
+
+// The vector kernels take blocks of up to 64 units and leave what they do
+// not take to the scalar steps. Text that changes script every few
+// characters gets one odd piece at each offset of the first two blocks in
+// turn, and converts in exactly the room it needs and in a room that ends at
+// that offset, so each kernel stops at every position of a block, for an
+// ill-formed unit and for room, and resumes there.
+TEST(UtfProperty, OddPieceAtEveryBlockOffset) {
+  rng.seed(3);
+  ForEachCombination([&](auto to, auto from, auto policy) {
+    using To = decltype(to);
+    using From = decltype(from);
+    constexpr InvalidSequenceOption kOpt = decltype(policy)::value;
+    const Units<From> text = Encoded<From>(ScriptRun(200));
+    for (size_t at = 0; at < 130 && !testing::Test::HasFailure(); ++at) {
+      Units<From> src(text.begin(), text.begin() + static_cast<ptrdiff_t>(at));
+      AppendOdd(src);
+      src.insert(src.end(), text.begin() + static_cast<ptrdiff_t>(at), text.end());
+      SCOPED_TRACE(testing::Message() << "To " << sizeof(To) << " From " << sizeof(From)
+                                      << " policy " << kOpt << " at " << at);
+      Check<To, From, kOpt>(src, RefConvert<To, From>(src.data(), src.size(), kOpt).out.size());
+      Check<To, From, kOpt>(src, at);
+    }
+  });
 }
 
 // Well-formed text (the code points, their UTF-8, and ICU's UTF-16 of that)
