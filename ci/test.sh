@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Every test: installs what is missing and checks the format; runs the logger
 # and clock suites and a log stress run under ThreadSanitizer; fuzzes each
-# target for 30 s (the transcoding one also at each kernel level); then builds under AddressSanitizer and
-# UndefinedBehaviorSanitizer with -Werror and runs the suites, the
+# target for 30 s (the transcoding one also 10 s at each lower kernel level);
+# then builds under AddressSanitizer and UndefinedBehaviorSanitizer with
+# -Werror and runs the suites (transcoding at every kernel level), the
 # C99/C++11 header checks, the ABI check, the install check and the fuzz
 # corpus replays. Between them, the Debian packages are built and checked.
 set -euo pipefail
