@@ -489,6 +489,7 @@ inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
 // less than a vector of source or room is left.
 template <typename To, typename From, bool kWrite>
 struct Kernel {
+  static constexpr size_t kMinUnits = 16;
   static KernelProgress Run(To* d, size_t r, const From* s, size_t n);
 };
 

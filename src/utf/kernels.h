@@ -19,6 +19,7 @@
 #ifndef KY_SRC_UTF_KERNELS_H
 #define KY_SRC_UTF_KERNELS_H
 
+#include <atomic>
 #include <cstddef>
 
 namespace ky::detail {
@@ -53,8 +54,9 @@ using U16 = unsigned short;
 using U32 = unsigned int;
 
 // One level's kernels, a converting and a measuring one per pair, named
-// to_from.
+// to_from, and the shortest source they are worth calling for.
 struct UtfKernels {
+  size_t min_units;
   ConvertKernel<U8, U8> convert8_8;
   ConvertKernel<U8, U16> convert8_16;
   ConvertKernel<U8, U32> convert8_32;
@@ -75,9 +77,16 @@ struct UtfKernels {
   MeasureKernel<U32> measure32_32;
 };
 
-// The table of the level chosen for this process, made on first use; null at
-// the scalar level.
-const UtfKernels* ActiveUtfKernels();
+// The table of the level chosen for this process. The choice is made on
+// first use and kept in one pointer; two threads that make it at once make
+// the same one. The scalar level's table has no kernels and a min_units no
+// source reaches.
+extern std::atomic<const UtfKernels*> g_active_utf_kernels;
+const UtfKernels* ChooseUtfKernels();
+inline const UtfKernels* ActiveUtfKernels() {
+  const UtfKernels* k = g_active_utf_kernels.load(std::memory_order_relaxed);
+  return __builtin_expect(k != nullptr, 1) ? k : ChooseUtfKernels();
+}
 
 // The tables of the vector levels (x86-64 builds only).
 extern const UtfKernels kSse2UtfKernels;
@@ -112,8 +121,9 @@ KY_UTF_KERNEL_PAIR(U32, U32, convert32_32, measure32_32)
 
 // A level's table, from its kernel template K<To, From, kWrite>, whose
 // static Run(d, room, s, n) both converts (kWrite) and measures (d null,
-// room SIZE_MAX). K is local to the level's translation unit, and so is
-// everything instantiated from it here.
+// room SIZE_MAX), and whose kMinUnits is the table's min_units. K is local to
+// the level's translation unit, and so is everything instantiated from it
+// here.
 template <template <typename, typename, bool> class K>
 struct UtfKernelTable {
   template <typename To, typename From>
@@ -125,6 +135,7 @@ struct UtfKernelTable {
     return K<To, From, false>::Run(nullptr, ~size_t{0}, s, n);
   }
   static constexpr UtfKernels kTable = {
+      K<U8, U8, true>::kMinUnits,
       &Convert<U8, U8>,   &Convert<U8, U16>,  &Convert<U8, U32>,  &Convert<U16, U8>,
       &Convert<U16, U16>, &Convert<U16, U32>, &Convert<U32, U8>,  &Convert<U32, U16>,
       &Convert<U32, U32>, &Measure<U8, U8>,   &Measure<U8, U16>,  &Measure<U8, U32>,

@@ -107,31 +107,47 @@ KY_ALWAYS_INLINE Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
   return b;
 }
 
-// Byte k of the block for every lane of `lanes` units (16 or 32 bits) from
-// unit `first` on, zero-extended.
-template <int kLaneBits>
-KY_ALWAYS_INLINE __m512i BytesAt(__m512i v, unsigned first) {
-  constexpr int kStep = kLaneBits / 8;
-  alignas(64) static const struct Index {
+// Byte kFirst + j of the block in lane j of kLaneBits (16 or 32) bits,
+// zero-extended: one byte permute with a constant index.
+template <int kLaneBits, unsigned kFirst>
+struct LaneBytes {
+  static constexpr int kStep = kLaneBits / 8;
+  struct Index {
     unsigned char i[64];
-    constexpr Index() : i() {
-      for (int j = 0; j < 64; j += kStep) i[j] = static_cast<unsigned char>(j / kStep);
+  };
+  static constexpr Index Make() {
+    Index x{};
+    for (int j = 0; j < 64; j += kStep) x.i[j] = static_cast<unsigned char>((kFirst + j / kStep) & 63);
+    return x;
+  }
+  alignas(64) static constexpr Index kIndex = Make();
+  static KY_ALWAYS_INLINE __m512i Of(__m512i v) {
+    constexpr uint64_t kLow = kLaneBits == 16 ? 0x5555555555555555ull : 0x1111111111111111ull;
+    return _mm512_maskz_permutexvar_epi8(kLow, _mm512_load_si512(kIndex.i), v);
+  }
+};
+
+// Calls f(std::integral_constant<unsigned, first>) for first = 0, kStep,
+// 2 kStep, ... below `count` (at most 64).
+template <unsigned kStep, unsigned kFirst = 0, typename F>
+KY_ALWAYS_INLINE void ForEachLaneGroup(size_t count, F&& f) {
+  if constexpr (kFirst < 64) {
+    if (kFirst < count) {
+      f(std::integral_constant<unsigned, kFirst>{});
+      ForEachLaneGroup<kStep, kFirst + kStep>(count, f);
     }
-  } index;
-  const __m512i idx = _mm512_add_epi8(_mm512_load_si512(index.i),
-                                      _mm512_set1_epi8(static_cast<char>(first)));
-  constexpr uint64_t kLow = kLaneBits == 16 ? 0x5555555555555555ull : 0x1111111111111111ull;
-  return _mm512_maskz_permutexvar_epi8(kLow, idx, v);
+  }
 }
 
 // UTF-16 units for the 32 bytes from `first`: every lane holds the unit that
 // a character starting there gives (a four-byte form its high surrogate, and
 // the lane after it the low one).
-KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b, unsigned first) {
-  const __m512i x0 = BytesAt<16>(b.v, first);
+template <unsigned first>
+KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b) {
+  const __m512i x0 = LaneBytes<16, first>::Of(b.v);
   const __m512i m3f = _mm512_set1_epi16(0x3F);
-  const __m512i t1 = _mm512_and_si512(BytesAt<16>(b.v, first + 1), m3f);
-  const __m512i t2 = _mm512_and_si512(BytesAt<16>(b.v, first + 2), m3f);
+  const __m512i t1 = _mm512_and_si512(LaneBytes<16, first + 1>::Of(b.v), m3f);
+  const __m512i t2 = _mm512_and_si512(LaneBytes<16, first + 2>::Of(b.v), m3f);
   const __m512i t12 = _mm512_or_si512(_mm512_slli_epi16(t1, 6), t2);
   const __m512i two =
       _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(x0, _mm512_set1_epi16(0x1F)), 6), t1);
@@ -159,11 +175,12 @@ KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b, unsigned first) {
 
 // Code points for the 16 bytes from `first`, one per lane, as if a character
 // started there.
-KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b, unsigned first) {
-  const __m512i x0 = BytesAt<32>(b.v, first);
+template <unsigned first>
+KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b) {
+  const __m512i x0 = LaneBytes<32, first>::Of(b.v);
   const __m512i m3f = _mm512_set1_epi32(0x3F);
-  const __m512i t1 = _mm512_and_si512(BytesAt<32>(b.v, first + 1), m3f);
-  const __m512i t2 = _mm512_and_si512(BytesAt<32>(b.v, first + 2), m3f);
+  const __m512i t1 = _mm512_and_si512(LaneBytes<32, first + 1>::Of(b.v), m3f);
+  const __m512i t2 = _mm512_and_si512(LaneBytes<32, first + 2>::Of(b.v), m3f);
   const __m512i t12 = _mm512_or_si512(_mm512_slli_epi32(t1, 6), t2);
   const __m512i two =
       _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(0x1F)), 6), t1);
@@ -173,7 +190,7 @@ KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b, unsigned first) {
   out = _mm512_mask_mov_epi32(out, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xE0)), three);
   const auto four = static_cast<__mmask16>(b.four >> first);
   if (four) {
-    const __m512i t3 = _mm512_and_si512(BytesAt<32>(b.v, first + 3), m3f);
+    const __m512i t3 = _mm512_and_si512(LaneBytes<32, first + 3>::Of(b.v), m3f);
     const __m512i cp = _mm512_or_si512(
         _mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(7)), 18),
         _mm512_or_si512(_mm512_slli_epi32(t12, 6), t3));
@@ -198,9 +215,79 @@ KY_ALWAYS_INLINE void PutAscii(To* o, __m512i v) {
   }
 }
 
+// The bytes of the block before each byte, kBack (1..3) back: the last of
+// `prev` before the first of `cur`.
+template <int kBack>
+KY_ALWAYS_INLINE __m512i Before(__m512i prev, __m512i cur) {
+  struct Index {
+    unsigned char i[64];
+  };
+  static constexpr Index kIndex = [] {
+    Index x{};
+    for (int j = 0; j < 64; ++j) x.i[j] = static_cast<unsigned char>(64 + j - kBack);
+    return x;
+  }();
+  return _mm512_permutex2var_epi8(prev, _mm512_loadu_si512(kIndex.i), cur);
+}
+
+// Measures whole blocks of 64 bytes at a fixed stride, for as long as they
+// are well-formed, and advances `in` and `out` past them, back to the start
+// of the character the last one cuts. Measuring needs no character's
+// bounds, only whether every continuation byte is one that a lead calls for
+// and no other, which the bytes one, two and three back tell at once; so
+// blocks follow each other without waiting on one another. A block that
+// fails is left to the exact classification.
+template <typename To>
+KY_ALWAYS_INLINE void MeasureWhole8(const U8* s, size_t n, size_t& in, size_t& out) {
+  __m512i prev = _mm512_setzero_si512();
+  const auto at_least = [](__m512i v, int x) {
+    return _mm512_cmpge_epu8_mask(v, _mm512_set1_epi8(static_cast<char>(x)));
+  };
+  while (n - in >= 64) {
+    const __m512i cur = _mm512_loadu_si512(s + in);
+    // ASCII after a block that cut no character: 64 units.
+    if (_mm512_movepi8_mask(cur) == 0 && (in == 0 || CutBack(s + in - 3, 3) == 0)) {
+      out += 64;
+      prev = cur;
+      in += 64;
+      continue;
+    }
+    const __m512i back1 = Before<1>(prev, cur);
+    // Bytes a lead calls to be continuations (a byte from 0xF5 on, which
+    // leads nothing, fails by itself).
+    const uint64_t want = at_least(back1, 0xC0) | at_least(Before<2>(prev, cur), 0xE0) |
+                          at_least(Before<3>(prev, cur), 0xF0);
+    const uint64_t cont = _mm512_cmplt_epi8_mask(cur, _mm512_set1_epi8(-64));
+    // 0xED, 0xA0..0xBF encodes a surrogate; 0xF4, 0x90..0xBF lies past
+    // 0x10FFFF.
+    const uint64_t bad =
+        (want ^ cont) | at_least(cur, 0xF5) |
+        _mm512_mask_cmpge_epu8_mask(_mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xED))),
+                                    cur, _mm512_set1_epi8(static_cast<char>(0xA0))) |
+        _mm512_mask_cmpge_epu8_mask(_mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xF4))),
+                                    cur, _mm512_set1_epi8(static_cast<char>(0x90)));
+    if (bad != 0) break;
+    if constexpr (std::is_same_v<To, U8>) {
+      out += 64;
+    } else if constexpr (std::is_same_v<To, U16>) {
+      out += 64 - Count(cont) + Count(at_least(cur, 0xF0));
+    } else {
+      out += 64 - Count(cont);
+    }
+    prev = cur;
+    in += 64;
+  }
+  // The character cut by the last block is measured again from its lead.
+  if (const size_t back = in != 0 ? CutBack(s + in - 3, 3) : 0) {
+    in -= back;
+    out -= std::is_same_v<To, U8> ? back : std::is_same_v<To, U16> && s[in] >= 0xF0 ? 2 : 1;
+  }
+}
+
 template <typename To, bool kWrite>
 KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
   size_t in = 0, out = 0;
+  if constexpr (!kWrite) MeasureWhole8<To>(s, n, in, out);
   while (in < n) {
     // ASCII a whole vector at a time while it lasts: no masks to make.
     if (n - in >= 64 && room - out >= 64) {
@@ -232,21 +319,21 @@ KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
         _mm512_mask_storeu_epi8(o, b.take, b.v);
       } else if constexpr (std::is_same_v<To, U16>) {
         const uint64_t units = b.starts | (b.four << 1);
-        for (unsigned first = 0; first < took; first += 32) {
+        ForEachLaneGroup<32>(took, [&](auto first) {
           const auto lanes = static_cast<uint32_t>(units >> first);
-          const __m512i u = _mm512_maskz_compress_epi16(lanes, Utf16Lanes(b, first));
+          const __m512i u = _mm512_maskz_compress_epi16(lanes, Utf16Lanes<first>(b));
           const unsigned c = Count(lanes);
           _mm512_mask_storeu_epi16(o, static_cast<uint32_t>(Low(c)), u);
           o += c;
-        }
+        });
       } else {
-        for (unsigned first = 0; first < took; first += 16) {
+        ForEachLaneGroup<16>(took, [&](auto first) {
           const auto lanes = static_cast<__mmask16>(b.starts >> first);
-          const __m512i u = _mm512_maskz_compress_epi32(lanes, Utf32Lanes(b, first));
+          const __m512i u = _mm512_maskz_compress_epi32(lanes, Utf32Lanes<first>(b));
           const unsigned c = Count(lanes);
           _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)), u);
           o += c;
-        }
+        });
       }
     }
     out += k;
@@ -493,6 +580,10 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
               _mm512_maskz_loadu_epi16(static_cast<uint32_t>(Low(len - 1)), s + in + 1);
           PutUtf8(o, b, next, ge80, ge800, k);
         }
+      } else if (b.high == 0) {
+        // No pairs: each unit is its code point.
+        _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(b.take), Widen16(b.u, 0));
+        _mm512_mask_storeu_epi32(o + 16, static_cast<__mmask16>(b.take >> 16), Widen16(b.u, 16));
       } else {
         // Sixteen units at a time in 32-bit lanes: a high surrogate's lane
         // takes the code point of its pair, the low one's gives nothing.
@@ -583,6 +674,9 @@ KernelProgress RunFrom32(To* d, size_t room, const U32* s, size_t n) {
 
 template <typename To, typename From, bool kWrite>
 struct Kernel {
+  // Short sources run here too: a block shorter than a vector is read and
+  // written through masks.
+  static constexpr size_t kMinUnits = 4;
   static KernelProgress Run(To* d, size_t room, const From* s, size_t n) {
     if constexpr (std::is_same_v<From, U8>) {
       return RunFrom8<To, kWrite>(d, room, s, n);

@@ -73,16 +73,17 @@ inline ConvertResult Transcode(To*& d_io, size_t& r_io, const From*& s_io, size_
   size_t r = r_io;
   const From* s = s_io;
   size_t n = n_io;
-  // Below this many units a kernel call costs more than the scalar steps.
-  constexpr size_t kKernelMin = 16;
   // Where a kernel took nothing (ill-formed text, or no room for a whole
   // block), the scalar steps go on this far before it is asked again.
   constexpr size_t kRetryAfter = 32;
+  // Only counted sources go to a kernel (a NUL-terminated one may end
+  // anywhere inside a vector).
   const UtfKernels* const kernels = kCounted ? ActiveUtfKernels() : nullptr;
+  const size_t kernel_min = kCounted ? kernels->min_units : ~size_t{0};
   const From* scalar_until = s;
   ConvertResult result;
   for (;;) {
-    if (kCounted && kernels != nullptr && n >= kKernelMin && s >= scalar_until) {
+    if (kCounted && n >= kernel_min && s >= scalar_until) {
       KernelProgress p;
       if constexpr (kWrite) {
         p = ConvertKernelOf<To, From>(*kernels)(d, r, s, n);
