@@ -55,10 +55,11 @@ def main():
     p.add_argument("--bin", default=DEFAULT_BIN, help="utf_bench binary")
     p.add_argument("--min-time", help="--benchmark_min_time in seconds, e.g. 0.1s")
     p.add_argument("--filter", help="--benchmark_filter")
+    p.add_argument("--levels", help="comma-separated levels to run (default: all, then auto)")
     args = p.parse_args()
 
     columns, rows = [], {}
-    for level in LEVELS:
+    for level in args.levels.split(",") if args.levels else LEVELS:
         used, speeds = run(args.bin, level, args.min_time, args.filter)
         name = f"auto ({used})" if level is None else level if level == used else f"{level} ({used})"
         columns.append((name, speeds))
