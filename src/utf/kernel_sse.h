@@ -11,6 +11,10 @@
 
 #include <immintrin.h>
 
+#include <climits>
+#include <cstdint>
+#include <cstring>
+
 #include "kernels.h"
 #include "unit_codec.h"
 
@@ -407,13 +411,29 @@ inline size_t ThreeByteBlock8(To* d, const unsigned char* s) {
   return 15;
 }
 
-// UTF-16 to UTF-8 for European text: eight units below 0x800 become one or
-// two bytes each without a branch per unit. Returns the bytes
-// written (0: not such a block; nothing touched). Needs 8 readable units and
-// room for 17 bytes.
+// Eight UTF-16 units.
+inline __m128i Load8(const unsigned short* s) {
+  return _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+}
+
+// Eight UTF-32 code points as eight UTF-16 units, when all lie in the BMP.
+inline bool Load8(const unsigned int* s, __m128i& u) {
+  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4));
+  const __m128i upper = _mm_and_si128(_mm_or_si128(a, b), _mm_set1_epi32(static_cast<int>(0xFFFF0000)));
+  if (_mm_movemask_epi8(_mm_cmpeq_epi32(upper, _mm_setzero_si128())) != 0xFFFF) return false;
+  // A signed pack of the values less 0x8000, then 0x8000 back.
+  const __m128i half = _mm_set1_epi32(0x8000);
+  u = _mm_add_epi16(_mm_packs_epi32(_mm_sub_epi32(a, half), _mm_sub_epi32(b, half)),
+                    _mm_set1_epi16(INT16_MIN));
+  return true;
+}
+
+// UTF-16 to UTF-8 for European text: eight units u below 0x800 become one
+// or two bytes each without a branch per unit. Returns the bytes written (0:
+// not such a block; nothing touched). Needs room for 17 bytes.
 template <bool kWrite>
-inline size_t TwoByteBlock16(unsigned char* d, const unsigned short* s) {
-  const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+inline size_t TwoByteBlock16(unsigned char* d, __m128i u) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i below800 =
       _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), zero);
@@ -447,13 +467,11 @@ inline size_t TwoByteBlock16(unsigned char* d, const unsigned short* s) {
   return count;
 }
 
-// UTF-16 to UTF-8 for CJK text: eight units of 0x800..0xFFFF, none a
+// UTF-16 to UTF-8 for CJK text: eight units u of 0x800..0xFFFF, none a
 // surrogate, become three bytes each at fixed places. Returns the bytes
-// written (0: not such a block; nothing touched). Needs 8 readable units and
-// room for 24 bytes.
+// written (0: not such a block; nothing touched). Needs room for 24 bytes.
 template <bool kWrite>
-inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
-  const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+inline size_t ThreeByteBlock16(unsigned char* d, __m128i u) {
   const __m128i zero = _mm_setzero_si128();
   const __m128i below800 =
       _mm_cmpeq_epi16(_mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), zero);
@@ -484,12 +502,53 @@ inline size_t ThreeByteBlock16(unsigned char* d, const unsigned short* s) {
 }
 
 
+// Four UTF-32 code points at once, when they take one unit each in the
+// destination: ASCII into UTF-8, the BMP without surrogates into UTF-16, any
+// scalar value into UTF-32. Returns the units written (0: not such a block;
+// nothing touched). Needs 4 readable units and room for 4.
+template <bool kWrite, typename To>
+inline size_t CodePoints4(To* d, const unsigned int* s) {
+  const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+  const __m128i zero = _mm_setzero_si128();
+  const auto none = [](__m128i bad) { return _mm_movemask_epi8(bad) == 0; };
+  if constexpr (std::is_same_v<To, unsigned char>) {
+    if (!none(_mm_xor_si128(_mm_cmpeq_epi32(_mm_and_si128(v, _mm_set1_epi32(~0x7F)), zero),
+                            _mm_set1_epi32(-1))))
+      return 0;
+    if constexpr (kWrite) {
+      const int32_t four = _mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(v, zero), zero));
+      std::memcpy(d, &four, 4);
+    }
+  } else {
+    // Unsigned compares as signed ones on values offset by 2^31.
+    const __m128i bias = _mm_set1_epi32(INT32_MIN);
+    const __m128i x = _mm_xor_si128(v, bias);
+    const __m128i surrogate = _mm_cmplt_epi32(_mm_xor_si128(_mm_sub_epi32(v, _mm_set1_epi32(0xD800)), bias),
+                                              _mm_set1_epi32(INT32_MIN + 0x800));
+    const int top = std::is_same_v<To, unsigned short> ? 0xFFFF : 0x10FFFF;
+    const __m128i above = _mm_cmpgt_epi32(x, _mm_set1_epi32(INT32_MIN + top));
+    if (!none(_mm_or_si128(surrogate, above))) return 0;
+    if constexpr (kWrite) {
+      if constexpr (std::is_same_v<To, unsigned short>) {
+        // A signed pack of the values less 0x8000, then 0x8000 back.
+        const __m128i half = _mm_set1_epi32(0x8000);
+        const __m128i units = _mm_add_epi16(_mm_packs_epi32(_mm_sub_epi32(v, half), zero),
+                                            _mm_set1_epi16(INT16_MIN));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), units);
+      } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
+      }
+    }
+  }
+  return 4;
+}
+
 // The kernel of the pair: blocks while they pass, the decoder for single
 // well-formed characters, and a return at the first ill-formed one or where
 // less than a vector of source or room is left.
 template <typename To, typename From, bool kWrite>
 struct Kernel {
-  static constexpr size_t kMinUnits = 16;
+  static constexpr size_t kMinUnits = 4;
   static KernelProgress Run(To* d, size_t r, const From* s, size_t n);
 };
 
@@ -513,6 +572,31 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
   // three-byte ones outside UTF-8 to UTF-8) goes character by character.
   [[maybe_unused]] const From* no_block_before = s;
   while (n >= kSafe && r >= kSafe) {
+    if constexpr (std::is_same_v<From, unsigned int>) {
+      // Tried only where the first one qualifies: CJK into UTF-8, say,
+      // never does.
+      if (*s < (std::is_same_v<To, unsigned char> ? 0x80u : 0xD800u)) {
+        if (const size_t k = CodePoints4<kWrite>(d, s)) {
+          advance(k, 4);
+          continue;
+        }
+      }
+    }
+    if constexpr (std::is_same_v<From, unsigned int> && std::is_same_v<To, unsigned char>) {
+      // Code points of the BMP into UTF-8 take the UTF-16 blocks.
+      __m128i u;
+      if (s >= no_block_before && r >= 24 && *s >= 0x80 && *s < 0x10000) {
+        size_t k = 0;
+        if (Load8(s, u) && (k = TwoByteBlock16<kWrite>(d, u)) == 0) {
+          k = ThreeByteBlock16<kWrite>(d, u);
+        }
+        if (k != 0) {
+          advance(k, 8);
+          continue;
+        }
+        no_block_before = s + 8;
+      }
+    }
     if constexpr (std::is_same_v<From, unsigned char>) {
       // Into UTF-16 and UTF-32, runs of three-byte forms (CJK) go faster
       // through ThreeByteBlock8.
@@ -521,7 +605,7 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
         if (first.High() != 0) {
           // Into UTF-8, 64 bytes where there is source and room for them,
           // else (or where those do not pass) 16.
-          auto block = [&](size_t& k) -> size_t {
+          auto block = [&](size_t& k) __attribute__((always_inline)) -> size_t {
             if constexpr (std::is_same_v<To, unsigned char>) {
               if (n >= 64 && r >= 64) {
                 if (const size_t used = MixedBlock<kWrite>(d, s, ByteBlock<64>(s), k))
@@ -552,13 +636,13 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
       // a step through TwoByteBlock16 and CJK through ThreeByteBlock16. No
       // block takes a surrogate, which goes straight to Character.
       if (r >= 24 && *s >= 0x80 && (*s & 0xF800) != 0xD800) {
-        size_t k = TwoByteBlock16<kWrite>(d, s);
-        if (k == 0) k = ThreeByteBlock16<kWrite>(d, s);
+        size_t k = TwoByteBlock16<kWrite>(d, Load8(s));
+        if (k == 0) k = ThreeByteBlock16<kWrite>(d, Load8(s));
         if (k != 0) {
           advance(k, 8);
           // Text of one kind stays of that kind: European text keeps to the
           // two-byte block, ASCII between its letters included.
-          while (n >= kSafe && r >= 24 && (k = TwoByteBlock16<kWrite>(d, s)) != 0) {
+          while (n >= kSafe && r >= 24 && (k = TwoByteBlock16<kWrite>(d, Load8(s))) != 0) {
             advance(k, 8);
           }
           continue;
@@ -590,8 +674,25 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
       }
     }
     const Decoded c = Decoder<From, true>::Decode(s, n);
+    if (c.len == 0) return {static_cast<size_t>(s - s0), r0 - r};
+    const size_t k = Encoder<To>::template Length<From>(c);
+    if constexpr (kWrite) Encoder<To>::template Put<From>(d, s, c, k);
+    advance(k, c.len);
+  }
+  // Less than a vector of source or room is left: ASCII runs as above, and
+  // other characters one at a time while they fit.
+  while (n != 0 && r != 0) {
+    if constexpr (kHasAsciiRuns<From>) {
+      if (*s < 0x80) {
+        const size_t k = AsciiRun<kWrite>(d, s, n < r ? n : r);
+        advance(k, k);
+        continue;
+      }
+    }
+    const Decoded c = Decoder<From, true>::Decode(s, n);
     if (c.len == 0) break;
     const size_t k = Encoder<To>::template Length<From>(c);
+    if (k > r) break;
     if constexpr (kWrite) Encoder<To>::template Put<From>(d, s, c, k);
     advance(k, c.len);
   }
