@@ -416,19 +416,6 @@ inline __m128i Load8(const unsigned short* s) {
   return _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
 }
 
-// Eight UTF-32 code points as eight UTF-16 units, when all lie in the BMP.
-inline bool Load8(const unsigned int* s, __m128i& u) {
-  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 4));
-  const __m128i upper = _mm_and_si128(_mm_or_si128(a, b), _mm_set1_epi32(static_cast<int>(0xFFFF0000)));
-  if (_mm_movemask_epi8(_mm_cmpeq_epi32(upper, _mm_setzero_si128())) != 0xFFFF) return false;
-  // A signed pack of the values less 0x8000, then 0x8000 back.
-  const __m128i half = _mm_set1_epi32(0x8000);
-  u = _mm_add_epi16(_mm_packs_epi32(_mm_sub_epi32(a, half), _mm_sub_epi32(b, half)),
-                    _mm_set1_epi16(INT16_MIN));
-  return true;
-}
-
 // UTF-16 to UTF-8 for European text: eight units u below 0x800 become one
 // or two bytes each without a branch per unit. Returns the bytes written (0:
 // not such a block; nothing touched). Needs room for 17 bytes.
@@ -502,45 +489,94 @@ inline size_t ThreeByteBlock16(unsigned char* d, __m128i u) {
 }
 
 
-// Four UTF-32 code points at once, when they take one unit each in the
-// destination: ASCII into UTF-8, the BMP without surrogates into UTF-16, any
-// scalar value into UTF-32. Returns the units written (0: not such a block;
-// nothing touched). Needs 4 readable units and room for 4.
+// Four UTF-32 code points at once, when all are valid: each lane makes its
+// whole output (1 to 4 bytes, or 1 or 2 units) in one 32-bit value, which is
+// stored whole at the place of its character, the next one's overwriting
+// what it does not use; the destination past the last is put back as it
+// was. No branch per character: in text that changes script every few
+// characters, which length comes next cannot be predicted. Returns the units
+// written (0: an invalid one among them; nothing touched). Needs 4 readable
+// units and room for 20.
 template <bool kWrite, typename To>
 inline size_t CodePoints4(To* d, const unsigned int* s) {
   const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-  const __m128i zero = _mm_setzero_si128();
-  const auto none = [](__m128i bad) { return _mm_movemask_epi8(bad) == 0; };
-  if constexpr (std::is_same_v<To, unsigned char>) {
-    if (!none(_mm_xor_si128(_mm_cmpeq_epi32(_mm_and_si128(v, _mm_set1_epi32(~0x7F)), zero),
-                            _mm_set1_epi32(-1))))
-      return 0;
+  // Unsigned compares as signed ones on values offset by 2^31.
+  const __m128i bias = _mm_set1_epi32(INT32_MIN);
+  const auto at_least = [&](__m128i x, int bound) {
+    return _mm_cmpgt_epi32(_mm_xor_si128(x, bias), _mm_set1_epi32(INT32_MIN + bound - 1));
+  };
+  const __m128i surrogate =
+      _mm_xor_si128(at_least(_mm_sub_epi32(v, _mm_set1_epi32(0xD800)), 0x800), _mm_set1_epi32(-1));
+  if (_mm_movemask_epi8(_mm_or_si128(surrogate, at_least(v, 0x110000))) != 0) return 0;
+  if constexpr (std::is_same_v<To, unsigned int>) {
+    if constexpr (kWrite) _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
+    return 4;
+  } else if (_mm_movemask_epi8(at_least(v, std::is_same_v<To, unsigned char> ? 0x80 : 0x10000)) == 0) {
+    // One unit each (ASCII into UTF-8, the BMP into UTF-16): a pack. The
+    // signed pack of the values less 0x8000, then 0x8000 back, keeps 16 bits.
     if constexpr (kWrite) {
-      const int32_t four = _mm_cvtsi128_si32(_mm_packus_epi16(_mm_packs_epi32(v, zero), zero));
-      std::memcpy(d, &four, 4);
-    }
-  } else {
-    // Unsigned compares as signed ones on values offset by 2^31.
-    const __m128i bias = _mm_set1_epi32(INT32_MIN);
-    const __m128i x = _mm_xor_si128(v, bias);
-    const __m128i surrogate = _mm_cmplt_epi32(_mm_xor_si128(_mm_sub_epi32(v, _mm_set1_epi32(0xD800)), bias),
-                                              _mm_set1_epi32(INT32_MIN + 0x800));
-    const int top = std::is_same_v<To, unsigned short> ? 0xFFFF : 0x10FFFF;
-    const __m128i above = _mm_cmpgt_epi32(x, _mm_set1_epi32(INT32_MIN + top));
-    if (!none(_mm_or_si128(surrogate, above))) return 0;
-    if constexpr (kWrite) {
-      if constexpr (std::is_same_v<To, unsigned short>) {
-        // A signed pack of the values less 0x8000, then 0x8000 back.
-        const __m128i half = _mm_set1_epi32(0x8000);
-        const __m128i units = _mm_add_epi16(_mm_packs_epi32(_mm_sub_epi32(v, half), zero),
-                                            _mm_set1_epi16(INT16_MIN));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(d), units);
+      if constexpr (std::is_same_v<To, unsigned char>) {
+        const int32_t units = _mm_cvtsi128_si32(
+            _mm_packus_epi16(_mm_packs_epi32(v, _mm_setzero_si128()), _mm_setzero_si128()));
+        std::memcpy(d, &units, 4);
       } else {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
+        const __m128i half = _mm_set1_epi32(0x8000);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(d),
+                         _mm_add_epi16(_mm_packs_epi32(_mm_sub_epi32(v, half), _mm_setzero_si128()),
+                                       _mm_set1_epi16(INT16_MIN)));
       }
     }
+    return 4;
+  } else {
+    const __m128i ge10000 = at_least(v, 0x10000);
+    __m128i out;
+    // Lanes of 0 or -1 per condition; a lane's length is 1 less their sum.
+    __m128i length = _mm_sub_epi32(_mm_set1_epi32(1), ge10000);
+    const __m128i m3f = _mm_set1_epi32(0x3F), m80 = _mm_set1_epi32(0x80);
+    if constexpr (std::is_same_v<To, unsigned char>) {
+      const __m128i ge80 = at_least(v, 0x80), ge800 = at_least(v, 0x800);
+      length = _mm_sub_epi32(_mm_sub_epi32(length, ge80), ge800);
+      const __m128i t0 = _mm_or_si128(_mm_and_si128(v, m3f), m80);
+      const __m128i t1 = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 6), m3f), m80);
+      const __m128i t2 = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 12), m3f), m80);
+      const __m128i two =
+          _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 6), _mm_set1_epi32(0xC0)), _mm_slli_epi32(t0, 8));
+      const __m128i three =
+          _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12), _mm_set1_epi32(0xE0)),
+                       _mm_or_si128(_mm_slli_epi32(t1, 8), _mm_slli_epi32(t0, 16)));
+      const __m128i four = _mm_or_si128(
+          _mm_or_si128(_mm_srli_epi32(v, 18), _mm_set1_epi32(0xF0)),
+          _mm_or_si128(_mm_slli_epi32(t2, 8), _mm_or_si128(_mm_slli_epi32(t1, 16), _mm_slli_epi32(t0, 24))));
+      const auto pick = [](__m128i mask, __m128i yes, __m128i no) {
+        return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
+      };
+      out = pick(ge10000, four, pick(ge800, three, pick(ge80, two, v)));
+    } else {
+      // A supplementary code point's pair, high unit first.
+      const __m128i x = _mm_sub_epi32(v, _mm_set1_epi32(0x10000));
+      const __m128i pair = _mm_or_si128(
+          _mm_or_si128(_mm_srli_epi32(x, 10), _mm_set1_epi32(0xD800)),
+          _mm_slli_epi32(_mm_or_si128(_mm_and_si128(v, _mm_set1_epi32(0x3FF)), _mm_set1_epi32(0xDC00)),
+                         16));
+      out = _mm_or_si128(_mm_and_si128(ge10000, pair), _mm_andnot_si128(ge10000, v));
+    }
+    alignas(16) uint32_t lanes[4], lengths[4];
+    _mm_store_si128(reinterpret_cast<__m128i*>(lanes), out);
+    _mm_store_si128(reinterpret_cast<__m128i*>(lengths), length);
+    const size_t count = lengths[0] + lengths[1] + lengths[2] + lengths[3];
+    if constexpr (kWrite) {
+      constexpr size_t kLane = 4 / sizeof(To);  // units a lane stores
+      To saved[kLane];
+      std::memcpy(saved, d + count, sizeof saved);
+      size_t j = 0;
+      for (int i = 0; i < 4; ++i) {
+        std::memcpy(d + j, &lanes[i], 4);
+        j += lengths[i];
+      }
+      std::memcpy(d + count, saved, sizeof saved);
+    }
+    return count;
   }
-  return 4;
 }
 
 // The kernel of the pair: blocks while they pass, the decoder for single
@@ -573,28 +609,11 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
   [[maybe_unused]] const From* no_block_before = s;
   while (n >= kSafe && r >= kSafe) {
     if constexpr (std::is_same_v<From, unsigned int>) {
-      // Tried only where the first one qualifies: CJK into UTF-8, say,
-      // never does.
-      if (*s < (std::is_same_v<To, unsigned char> ? 0x80u : 0xD800u)) {
+      if (r >= 20) {
         if (const size_t k = CodePoints4<kWrite>(d, s)) {
           advance(k, 4);
           continue;
         }
-      }
-    }
-    if constexpr (std::is_same_v<From, unsigned int> && std::is_same_v<To, unsigned char>) {
-      // Code points of the BMP into UTF-8 take the UTF-16 blocks.
-      __m128i u;
-      if (s >= no_block_before && r >= 24 && *s >= 0x80 && *s < 0x10000) {
-        size_t k = 0;
-        if (Load8(s, u) && (k = TwoByteBlock16<kWrite>(d, u)) == 0) {
-          k = ThreeByteBlock16<kWrite>(d, u);
-        }
-        if (k != 0) {
-          advance(k, 8);
-          continue;
-        }
-        no_block_before = s + 8;
       }
     }
     if constexpr (std::is_same_v<From, unsigned char>) {
