@@ -13,7 +13,10 @@
 // combination of the three unit types and four policies is instantiated and
 // exported by the library; callers link against those instances and never
 // compile the engine. All of it is pure: no state, no locks, no allocation,
-// safe on any thread for distinct destination buffers.
+// safe on any thread for distinct destination buffers. Counted sources run on
+// vector kernels picked once per process from the CPU (KY_UTF_KERNEL=scalar,
+// sse2, avx2 or avx512 lowers the pick, for diagnosis); every kernel gives the
+// scalar engine's results exactly.
 //
 // The decoder is deliberately lenient where stored data relies on it: it checks
 // bit patterns, the surrogate range and the 0x10FFFF bound (a 0xF4 lead needs a
