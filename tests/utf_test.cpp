@@ -121,7 +121,8 @@ void AppendOdd(Units<T>& s) {
       {{{0xD800, 0x800}}, {{0x110000, 0x1000}}, {{0xFFFFF000, 0x1000}}, {{0, 1}}}};
   // clang-format on
   const auto& odds = kOdd[sizeof(T) / 2];
-  for (const auto& u : odds[Below(odds.size())]) s.push_back(static_cast<T>(u.first + Below(u.second)));
+  for (const auto& u : odds[Below(odds.size())])
+    s.push_back(static_cast<T>(u.first + Below(u.second)));
 }
 
 template <typename T>

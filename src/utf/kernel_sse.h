@@ -125,7 +125,6 @@ inline void PutAsciiPrefix(To* d, const From* s, size_t k) {
   }
 }
 
-
 // From kFirstK + 16 - k, sixteen bytes of which the first k are set.
 inline constexpr unsigned char kFirstK[32] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
                                               0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
@@ -488,7 +487,6 @@ inline size_t ThreeByteBlock16(unsigned char* d, __m128i u) {
   return 24;
 }
 
-
 // Four UTF-32 code points at once, when all are valid: each lane makes its
 // whole output (1 to 4 bytes, or 1 or 2 units) in one 32-bit value, which is
 // stored whole at the place of its character, the next one's overwriting
@@ -511,7 +509,8 @@ inline size_t CodePoints4(To* d, const unsigned int* s) {
   if constexpr (std::is_same_v<To, unsigned int>) {
     if constexpr (kWrite) _mm_storeu_si128(reinterpret_cast<__m128i*>(d), v);
     return 4;
-  } else if (_mm_movemask_epi8(at_least(v, std::is_same_v<To, unsigned char> ? 0x80 : 0x10000)) == 0) {
+  } else if (_mm_movemask_epi8(at_least(v, std::is_same_v<To, unsigned char> ? 0x80 : 0x10000)) ==
+             0) {
     // One unit each (ASCII into UTF-8, the BMP into UTF-16): a pack. The
     // signed pack of the values less 0x8000, then 0x8000 back, keeps 16 bits.
     if constexpr (kWrite) {
@@ -539,14 +538,15 @@ inline size_t CodePoints4(To* d, const unsigned int* s) {
       const __m128i t0 = _mm_or_si128(_mm_and_si128(v, m3f), m80);
       const __m128i t1 = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 6), m3f), m80);
       const __m128i t2 = _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 12), m3f), m80);
-      const __m128i two =
-          _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 6), _mm_set1_epi32(0xC0)), _mm_slli_epi32(t0, 8));
+      const __m128i two = _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 6), _mm_set1_epi32(0xC0)),
+                                       _mm_slli_epi32(t0, 8));
       const __m128i three =
           _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 12), _mm_set1_epi32(0xE0)),
                        _mm_or_si128(_mm_slli_epi32(t1, 8), _mm_slli_epi32(t0, 16)));
-      const __m128i four = _mm_or_si128(
-          _mm_or_si128(_mm_srli_epi32(v, 18), _mm_set1_epi32(0xF0)),
-          _mm_or_si128(_mm_slli_epi32(t2, 8), _mm_or_si128(_mm_slli_epi32(t1, 16), _mm_slli_epi32(t0, 24))));
+      const __m128i four =
+          _mm_or_si128(_mm_or_si128(_mm_srli_epi32(v, 18), _mm_set1_epi32(0xF0)),
+                       _mm_or_si128(_mm_slli_epi32(t2, 8),
+                                    _mm_or_si128(_mm_slli_epi32(t1, 16), _mm_slli_epi32(t0, 24))));
       const auto pick = [](__m128i mask, __m128i yes, __m128i no) {
         return _mm_or_si128(_mm_and_si128(mask, yes), _mm_andnot_si128(mask, no));
       };
@@ -556,8 +556,8 @@ inline size_t CodePoints4(To* d, const unsigned int* s) {
       const __m128i x = _mm_sub_epi32(v, _mm_set1_epi32(0x10000));
       const __m128i pair = _mm_or_si128(
           _mm_or_si128(_mm_srli_epi32(x, 10), _mm_set1_epi32(0xD800)),
-          _mm_slli_epi32(_mm_or_si128(_mm_and_si128(v, _mm_set1_epi32(0x3FF)), _mm_set1_epi32(0xDC00)),
-                         16));
+          _mm_slli_epi32(
+              _mm_or_si128(_mm_and_si128(v, _mm_set1_epi32(0x3FF)), _mm_set1_epi32(0xDC00)), 16));
       out = _mm_or_si128(_mm_and_si128(ge10000, pair), _mm_andnot_si128(ge10000, v));
     }
     alignas(16) uint32_t lanes[4], lengths[4];
@@ -624,11 +624,10 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
         if (first.High() != 0) {
           // Into UTF-8, 64 bytes where there is source and room for them,
           // else (or where those do not pass) 16.
-          auto block = [&](size_t& k) __attribute__((always_inline)) -> size_t {
+          auto block = [&](size_t & k) __attribute__((always_inline))->size_t {
             if constexpr (std::is_same_v<To, unsigned char>) {
               if (n >= 64 && r >= 64) {
-                if (const size_t used = MixedBlock<kWrite>(d, s, ByteBlock<64>(s), k))
-                  return used;
+                if (const size_t used = MixedBlock<kWrite>(d, s, ByteBlock<64>(s), k)) return used;
               }
             }
             return MixedBlock<kWrite>(d, s, ByteBlock<16>(s), k);

@@ -99,14 +99,14 @@ ConvertKernel<To, From> ConvertKernelOf(const UtfKernels& k);
 template <typename To, typename From>
 MeasureKernel<From> MeasureKernelOf(const UtfKernels& k);
 
-#define KY_UTF_KERNEL_PAIR(To, From, convert, measure)                  \
-  template <>                                                          \
+#define KY_UTF_KERNEL_PAIR(To, From, convert, measure)                            \
+  template <>                                                                     \
   inline ConvertKernel<To, From> ConvertKernelOf<To, From>(const UtfKernels& k) { \
-    return k.convert;                                                  \
-  }                                                                    \
-  template <>                                                          \
-  inline MeasureKernel<From> MeasureKernelOf<To, From>(const UtfKernels& k) { \
-    return k.measure;                                                  \
+    return k.convert;                                                             \
+  }                                                                               \
+  template <>                                                                     \
+  inline MeasureKernel<From> MeasureKernelOf<To, From>(const UtfKernels& k) {     \
+    return k.measure;                                                             \
   }
 KY_UTF_KERNEL_PAIR(U8, U8, convert8_8, measure8_8)
 KY_UTF_KERNEL_PAIR(U8, U16, convert8_16, measure8_16)
@@ -135,12 +135,11 @@ struct UtfKernelTable {
     return K<To, From, false>::Run(nullptr, ~size_t{0}, s, n);
   }
   static constexpr UtfKernels kTable = {
-      K<U8, U8, true>::kMinUnits,
-      &Convert<U8, U8>,   &Convert<U8, U16>,  &Convert<U8, U32>,  &Convert<U16, U8>,
-      &Convert<U16, U16>, &Convert<U16, U32>, &Convert<U32, U8>,  &Convert<U32, U16>,
-      &Convert<U32, U32>, &Measure<U8, U8>,   &Measure<U8, U16>,  &Measure<U8, U32>,
-      &Measure<U16, U8>,  &Measure<U16, U16>, &Measure<U16, U32>, &Measure<U32, U8>,
-      &Measure<U32, U16>, &Measure<U32, U32>,
+      K<U8, U8, true>::kMinUnits, &Convert<U8, U8>,   &Convert<U8, U16>,  &Convert<U8, U32>,
+      &Convert<U16, U8>,          &Convert<U16, U16>, &Convert<U16, U32>, &Convert<U32, U8>,
+      &Convert<U32, U16>,         &Convert<U32, U32>, &Measure<U8, U8>,   &Measure<U8, U16>,
+      &Measure<U8, U32>,          &Measure<U16, U8>,  &Measure<U16, U16>, &Measure<U16, U32>,
+      &Measure<U32, U8>,          &Measure<U32, U16>, &Measure<U32, U32>,
   };
 };
 

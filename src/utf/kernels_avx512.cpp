@@ -72,7 +72,8 @@ KY_ALWAYS_INLINE Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
     return b;
   }
   const auto at_least = [&](int x) {
-    return static_cast<uint64_t>(_mm512_cmpge_epu8_mask(b.v, _mm512_set1_epi8(static_cast<char>(x))));
+    return static_cast<uint64_t>(
+        _mm512_cmpge_epu8_mask(b.v, _mm512_set1_epi8(static_cast<char>(x))));
   };
   const uint64_t ge_c0 = at_least(0xC0), ge_e0 = at_least(0xE0), ge_f0 = at_least(0xF0),
                  ge_f5 = at_least(0xF5);
@@ -117,7 +118,8 @@ struct LaneBytes {
   };
   static constexpr Index Make() {
     Index x{};
-    for (int j = 0; j < 64; j += kStep) x.i[j] = static_cast<unsigned char>((kFirst + j / kStep) & 63);
+    for (int j = 0; j < 64; j += kStep)
+      x.i[j] = static_cast<unsigned char>((kFirst + j / kStep) & 63);
     return x;
   }
   alignas(64) static constexpr Index kIndex = Make();
@@ -160,9 +162,9 @@ KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b) {
   if (four | static_cast<uint32_t>((b.four << 1) >> first)) {
     // The pair formula in 16-bit arithmetic: an overlong four-byte form
     // (a code point below 0x10000) wraps exactly as the 32-bit one does.
-    const __m512i top = _mm512_or_si512(
-        _mm512_slli_epi16(_mm512_and_si512(x0, _mm512_set1_epi16(7)), 8),
-        _mm512_or_si512(_mm512_slli_epi16(t1, 2), _mm512_srli_epi16(t2, 4)));
+    const __m512i top =
+        _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(x0, _mm512_set1_epi16(7)), 8),
+                        _mm512_or_si512(_mm512_slli_epi16(t1, 2), _mm512_srli_epi16(t2, 4)));
     const __m512i high = _mm512_or_si512(_mm512_sub_epi16(top, _mm512_set1_epi16(0x40)),
                                          _mm512_set1_epi16(static_cast<short>(0xD800)));
     const __m512i low = _mm512_or_si512(_mm512_and_si512(t12, _mm512_set1_epi16(0x3FF)),
@@ -186,14 +188,15 @@ KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b) {
       _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(0x1F)), 6), t1);
   const __m512i three =
       _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(0x0F)), 12), t12);
-  __m512i out = _mm512_mask_mov_epi32(x0, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xC0)), two);
+  __m512i out =
+      _mm512_mask_mov_epi32(x0, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xC0)), two);
   out = _mm512_mask_mov_epi32(out, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xE0)), three);
   const auto four = static_cast<__mmask16>(b.four >> first);
   if (four) {
     const __m512i t3 = _mm512_and_si512(LaneBytes<32, first + 3>::Of(b.v), m3f);
-    const __m512i cp = _mm512_or_si512(
-        _mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(7)), 18),
-        _mm512_or_si512(_mm512_slli_epi32(t12, 6), t3));
+    const __m512i cp =
+        _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(7)), 18),
+                        _mm512_or_si512(_mm512_slli_epi32(t12, 6), t3));
     out = _mm512_mask_mov_epi32(out, four, cp);
   }
   return out;
@@ -262,10 +265,12 @@ KY_ALWAYS_INLINE void MeasureWhole8(const U8* s, size_t n, size_t& in, size_t& o
     // 0x10FFFF.
     const uint64_t bad =
         (want ^ cont) | at_least(cur, 0xF5) |
-        _mm512_mask_cmpge_epu8_mask(_mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xED))),
-                                    cur, _mm512_set1_epi8(static_cast<char>(0xA0))) |
-        _mm512_mask_cmpge_epu8_mask(_mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xF4))),
-                                    cur, _mm512_set1_epi8(static_cast<char>(0x90)));
+        _mm512_mask_cmpge_epu8_mask(
+            _mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xED))), cur,
+            _mm512_set1_epi8(static_cast<char>(0xA0))) |
+        _mm512_mask_cmpge_epu8_mask(
+            _mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xF4))), cur,
+            _mm512_set1_epi8(static_cast<char>(0x90)));
     if (bad != 0) break;
     if constexpr (std::is_same_v<To, U8>) {
       out += 64;
@@ -350,16 +355,17 @@ KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
 
 // Writes the UTF-8 of the code points in the lanes of `lanes` (valid scalar
 // values) at o and returns the bytes written.
-KY_ALWAYS_INLINE unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
+KY_ALWAYS_INLINE unsigned PutCodePointsUtf8(U8* o, __m512i cp, __mmask16 lanes) {
   const __m512i m3f = _mm512_set1_epi32(0x3F), m80 = _mm512_set1_epi32(0x80);
   const __m512i trail0 = _mm512_or_si512(_mm512_and_si512(cp, m3f), m80);
   const __m512i trail1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(cp, 6), m3f), m80);
   const __m512i trail2 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi32(cp, 12), m3f), m80);
-  const __m512i two = _mm512_or_si512(
-      _mm512_or_si512(_mm512_srli_epi32(cp, 6), _mm512_set1_epi32(0xC0)), _mm512_slli_epi32(trail0, 8));
-  const __m512i three = _mm512_or_si512(
-      _mm512_or_si512(_mm512_srli_epi32(cp, 12), _mm512_set1_epi32(0xE0)),
-      _mm512_or_si512(_mm512_slli_epi32(trail1, 8), _mm512_slli_epi32(trail0, 16)));
+  const __m512i two =
+      _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(cp, 6), _mm512_set1_epi32(0xC0)),
+                      _mm512_slli_epi32(trail0, 8));
+  const __m512i three =
+      _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi32(cp, 12), _mm512_set1_epi32(0xE0)),
+                      _mm512_or_si512(_mm512_slli_epi32(trail1, 8), _mm512_slli_epi32(trail0, 16)));
   const __mmask16 ge80 = _mm512_cmpge_epu32_mask(cp, _mm512_set1_epi32(0x80));
   const __mmask16 ge800 = _mm512_cmpge_epu32_mask(cp, _mm512_set1_epi32(0x800));
   const __mmask16 ge10000 = _mm512_cmpge_epu32_mask(cp, _mm512_set1_epi32(0x10000));
@@ -368,8 +374,9 @@ KY_ALWAYS_INLINE unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
   if (ge10000 & lanes) {
     const __m512i four = _mm512_or_si512(
         _mm512_or_si512(_mm512_srli_epi32(cp, 18), _mm512_set1_epi32(0xF0)),
-        _mm512_or_si512(_mm512_slli_epi32(trail2, 8),
-                        _mm512_or_si512(_mm512_slli_epi32(trail1, 16), _mm512_slli_epi32(trail0, 24))));
+        _mm512_or_si512(
+            _mm512_slli_epi32(trail2, 8),
+            _mm512_or_si512(_mm512_slli_epi32(trail1, 16), _mm512_slli_epi32(trail0, 24))));
     bytes = _mm512_mask_mov_epi32(bytes, ge10000, four);
   }
   // The length in every byte of its lane; the bytes below it are kept.
@@ -387,8 +394,7 @@ KY_ALWAYS_INLINE unsigned PutUtf8(U8* o, __m512i cp, __mmask16 lanes) {
 // The lanes of sixteen units from `first` (0 or 16) of 32 16-bit lanes,
 // widened to 32 bits.
 KY_ALWAYS_INLINE __m512i Widen16(__m512i u, unsigned first) {
-  return _mm512_cvtepu16_epi32(first ? _mm512_extracti64x4_epi64(u, 1)
-                                     : _mm512_castsi512_si256(u));
+  return _mm512_cvtepu16_epi32(first ? _mm512_extracti64x4_epi64(u, 1) : _mm512_castsi512_si256(u));
 }
 
 // --------------------------------------------------------------- UTF-16 source
@@ -446,15 +452,16 @@ KY_ALWAYS_INLINE void PutShortUtf8(U8* o, const Utf16Block& b, const U16* s, uin
     // A block never starts with the low half of a pair, so the unit before
     // every low one is in the source.
     const __m512i prev = _mm512_maskz_loadu_epi16(b.low, s - 1);
-    const __m512i top = _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)),
-                                         _mm512_set1_epi16(0x40));
+    const __m512i top =
+        _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)), _mm512_set1_epi16(0x40));
     const __m512i byte0 = _mm512_or_si512(_mm512_srli_epi16(top, 8), _mm512_set1_epi16(0xF0));
     const __m512i byte1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi16(top, 2), m3f), m80);
     const __m512i byte2 = _mm512_or_si512(
         _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(prev, _mm512_set1_epi16(3)), 4),
                         _mm512_and_si512(_mm512_srli_epi16(u, 6), _mm512_set1_epi16(0xF))),
         m80);
-    bytes = _mm512_mask_mov_epi16(bytes, b.high, _mm512_or_si512(byte0, _mm512_slli_epi16(byte1, 8)));
+    bytes =
+        _mm512_mask_mov_epi16(bytes, b.high, _mm512_or_si512(byte0, _mm512_slli_epi16(byte1, 8)));
     bytes = _mm512_mask_mov_epi16(bytes, b.low, _mm512_or_si512(byte2, _mm512_slli_epi16(last, 8)));
   }
   const uint64_t keep =
@@ -490,8 +497,8 @@ KY_ALWAYS_INLINE void PutUtf8(U8* o, const Utf16Block& b, __m512i next, uint32_t
   length = _mm512_mask_add_epi16(length, ge800, length, one);
   if (b.high) {
     // The code point's bits above the low ten, from the high surrogate.
-    const __m512i top = _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)),
-                                         _mm512_set1_epi16(0x40));
+    const __m512i top =
+        _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)), _mm512_set1_epi16(0x40));
     const __m512i byte0 = _mm512_or_si512(_mm512_srli_epi16(top, 8), _mm512_set1_epi16(0xF0));
     const __m512i byte1 = _mm512_or_si512(_mm512_and_si512(_mm512_srli_epi16(top, 2), m3f), m80);
     const __m512i byte2 = _mm512_or_si512(
@@ -499,15 +506,16 @@ KY_ALWAYS_INLINE void PutUtf8(U8* o, const Utf16Block& b, __m512i next, uint32_t
                         _mm512_and_si512(_mm512_srli_epi16(next, 6), _mm512_set1_epi16(0xF))),
         m80);
     const __m512i byte3 = _mm512_or_si512(_mm512_and_si512(next, m3f), m80);
-    first2 = _mm512_mask_mov_epi16(first2, b.high, _mm512_or_si512(byte0, _mm512_slli_epi16(byte1, 8)));
+    first2 =
+        _mm512_mask_mov_epi16(first2, b.high, _mm512_or_si512(byte0, _mm512_slli_epi16(byte1, 8)));
     rest = _mm512_mask_mov_epi16(rest, b.high, _mm512_or_si512(byte2, _mm512_slli_epi16(byte3, 8)));
     length = _mm512_mask_mov_epi16(length, b.high, _mm512_set1_epi16(0x0404));
     length = _mm512_mask_mov_epi16(length, b.low, _mm512_setzero_si512());
   }
   // Unpacking interleaves within 128-bit lanes; this order of the units makes
   // its low halves units 0..15 and its high halves units 16..31.
-  alignas(64) static constexpr uint16_t kOrder[32] = {0, 1, 2,  3,  16, 17, 18, 19, 4,  5,  6,
-                                                      7, 20, 21, 22, 23, 8, 9,  10, 11, 24, 25,
+  alignas(64) static constexpr uint16_t kOrder[32] = {0,  1,  2,  3,  16, 17, 18, 19, 4,  5,  6,
+                                                      7,  20, 21, 22, 23, 8,  9,  10, 11, 24, 25,
                                                       26, 27, 12, 13, 14, 15, 28, 29, 30, 31};
   const __m512i order = _mm512_load_si512(kOrder);
   first2 = _mm512_permutexvar_epi16(order, first2);
@@ -517,10 +525,10 @@ KY_ALWAYS_INLINE void PutUtf8(U8* o, const Utf16Block& b, __m512i next, uint32_t
   const uint64_t keep_lo = _mm512_cmplt_epu8_mask(index, _mm512_unpacklo_epi16(length, length));
   const uint64_t keep_hi = _mm512_cmplt_epu8_mask(index, _mm512_unpackhi_epi16(length, length));
   const unsigned c = Count(keep_lo);
-  _mm512_mask_storeu_epi8(
-      o, Low(c), _mm512_maskz_compress_epi8(keep_lo, _mm512_unpacklo_epi16(first2, rest)));
-  _mm512_mask_storeu_epi8(
-      o + c, Low(k - c), _mm512_maskz_compress_epi8(keep_hi, _mm512_unpackhi_epi16(first2, rest)));
+  _mm512_mask_storeu_epi8(o, Low(c),
+                          _mm512_maskz_compress_epi8(keep_lo, _mm512_unpacklo_epi16(first2, rest)));
+  _mm512_mask_storeu_epi8(o + c, Low(k - c),
+                          _mm512_maskz_compress_epi8(keep_hi, _mm512_unpackhi_epi16(first2, rest)));
 }
 
 template <typename To, bool kWrite>
@@ -601,11 +609,12 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
         const __m512i m3ff = _mm512_set1_epi32(0x3FF);
         for (unsigned first = 0; first < took; first += 16) {
           const __m512i w = Widen16(b.u, first);
-          const __m512i pair = _mm512_add_epi32(
-              _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, m3ff), 10),
-                              _mm512_and_si512(Widen16(next, first), m3ff)),
-              _mm512_set1_epi32(0x10000));
-          const __m512i cp = _mm512_mask_mov_epi32(w, static_cast<__mmask16>(b.high >> first), pair);
+          const __m512i pair =
+              _mm512_add_epi32(_mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, m3ff), 10),
+                                               _mm512_and_si512(Widen16(next, first), m3ff)),
+                               _mm512_set1_epi32(0x10000));
+          const __m512i cp =
+              _mm512_mask_mov_epi32(w, static_cast<__mmask16>(b.high >> first), pair);
           const auto lanes = static_cast<__mmask16>((b.take & ~b.low) >> first);
           const unsigned c = Count(lanes);
           _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)),
@@ -634,11 +643,10 @@ KernelProgress RunFrom32(To* d, size_t room, const U32* s, size_t n) {
     const __m512i u = _mm512_maskz_loadu_epi32(valid, s + in);
     // Surrogates and values past 0x10FFFF are ill-formed; the units before
     // the first are taken.
-    const __mmask16 bad =
-        (_mm512_cmplt_epu32_mask(_mm512_sub_epi32(u, _mm512_set1_epi32(0xD800)),
-                                 _mm512_set1_epi32(0x800)) |
-         _mm512_cmpgt_epu32_mask(u, _mm512_set1_epi32(0x10FFFF))) &
-        valid;
+    const __mmask16 bad = (_mm512_cmplt_epu32_mask(_mm512_sub_epi32(u, _mm512_set1_epi32(0xD800)),
+                                                   _mm512_set1_epi32(0x800)) |
+                           _mm512_cmpgt_epu32_mask(u, _mm512_set1_epi32(0x10FFFF))) &
+                          valid;
     const auto take = static_cast<__mmask16>(bad ? valid & Low(_tzcnt_u32(bad)) : valid);
     const size_t took = Count(take);
     const __mmask16 ge10000 = _mm512_cmpge_epu32_mask(u, _mm512_set1_epi32(0x10000)) & take;
@@ -655,19 +663,19 @@ KernelProgress RunFrom32(To* d, size_t room, const U32* s, size_t n) {
     if constexpr (kWrite) {
       To* o = d + out;
       if constexpr (std::is_same_v<To, U8>) {
-        PutUtf8(o, u, take);
+        PutCodePointsUtf8(o, u, take);
       } else if constexpr (std::is_same_v<To, U16>) {
         // A supplementary code point's lane holds its pair, high unit first;
         // its upper half is kept with it.
         const __m512i v = _mm512_sub_epi32(u, _mm512_set1_epi32(0x10000));
         const __m512i pair = _mm512_or_si512(
             _mm512_or_si512(_mm512_srli_epi32(v, 10), _mm512_set1_epi32(0xD800)),
-            _mm512_slli_epi32(
-                _mm512_or_si512(_mm512_and_si512(u, _mm512_set1_epi32(0x3FF)), _mm512_set1_epi32(0xDC00)),
-                16));
+            _mm512_slli_epi32(_mm512_or_si512(_mm512_and_si512(u, _mm512_set1_epi32(0x3FF)),
+                                              _mm512_set1_epi32(0xDC00)),
+                              16));
         const __m512i units = _mm512_mask_mov_epi32(u, ge10000, pair);
-        const auto lanes = static_cast<uint32_t>(_pdep_u32(take, 0x55555555u) |
-                                                 _pdep_u32(ge10000, 0xAAAAAAAAu));
+        const auto lanes =
+            static_cast<uint32_t>(_pdep_u32(take, 0x55555555u) | _pdep_u32(ge10000, 0xAAAAAAAAu));
         _mm512_mask_storeu_epi16(o, static_cast<uint32_t>(Low(k)),
                                  _mm512_maskz_compress_epi16(lanes, units));
       } else {
