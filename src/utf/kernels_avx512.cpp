@@ -202,6 +202,14 @@ KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b) {
   return out;
 }
 
+// Stores the 32-bit lanes of `lanes` at o, in order, and returns the end.
+KY_ALWAYS_INLINE U32* PutLanes(U32* o, __mmask16 lanes, __m512i v) {
+  const unsigned c = Count(lanes);
+  _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)),
+                           _mm512_maskz_compress_epi32(lanes, v));
+  return o + c;
+}
+
 // Stores 64 ASCII bytes as 64 units.
 template <typename To>
 KY_ALWAYS_INLINE void PutAscii(To* o, __m512i v) {
@@ -333,11 +341,7 @@ KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
         });
       } else {
         ForEachLaneGroup<16>(took, [&](auto first) {
-          const auto lanes = static_cast<__mmask16>(b.starts >> first);
-          const __m512i u = _mm512_maskz_compress_epi32(lanes, Utf32Lanes<first>(b));
-          const unsigned c = Count(lanes);
-          _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)), u);
-          o += c;
+          o = PutLanes(o, static_cast<__mmask16>(b.starts >> first), Utf32Lanes<first>(b));
         });
       }
     }
@@ -615,11 +619,7 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
                                _mm512_set1_epi32(0x10000));
           const __m512i cp =
               _mm512_mask_mov_epi32(w, static_cast<__mmask16>(b.high >> first), pair);
-          const auto lanes = static_cast<__mmask16>((b.take & ~b.low) >> first);
-          const unsigned c = Count(lanes);
-          _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(Low(c)),
-                                   _mm512_maskz_compress_epi32(lanes, cp));
-          o += c;
+          o = PutLanes(o, static_cast<__mmask16>((b.take & ~b.low) >> first), cp);
         }
       }
     }
