@@ -108,8 +108,9 @@ KY_ALWAYS_INLINE Utf8Block Classify8(const U8* s, size_t len, size_t whole) {
   return b;
 }
 
-// Byte kFirst + j of the block in lane j of kLaneBits (16 or 32) bits,
-// zero-extended: one byte permute with a constant index.
+// Byte kFirst + j of the block `cur` (followed by `next`) in lane j of
+// kLaneBits (16 or 32) bits, zero-extended: one byte permute with a constant
+// index.
 template <int kLaneBits, unsigned kFirst>
 struct LaneBytes {
   static constexpr int kStep = kLaneBits / 8;
@@ -118,14 +119,13 @@ struct LaneBytes {
   };
   static constexpr Index Make() {
     Index x{};
-    for (int j = 0; j < 64; j += kStep)
-      x.i[j] = static_cast<unsigned char>((kFirst + j / kStep) & 63);
+    for (int j = 0; j < 64; j += kStep) x.i[j] = static_cast<unsigned char>(kFirst + j / kStep);
     return x;
   }
   alignas(64) static constexpr Index kIndex = Make();
-  static KY_ALWAYS_INLINE __m512i Of(__m512i v) {
+  static KY_ALWAYS_INLINE __m512i Of(__m512i cur, __m512i next) {
     constexpr uint64_t kLow = kLaneBits == 16 ? 0x5555555555555555ull : 0x1111111111111111ull;
-    return _mm512_maskz_permutexvar_epi8(kLow, _mm512_load_si512(kIndex.i), v);
+    return _mm512_maskz_permutex2var_epi8(kLow, cur, _mm512_load_si512(kIndex.i), next);
   }
 };
 
@@ -141,15 +141,15 @@ KY_ALWAYS_INLINE void ForEachLaneGroup(size_t count, F&& f) {
   }
 }
 
-// UTF-16 units for the 32 bytes from `first`: every lane holds the unit that
-// a character starting there gives (a four-byte form its high surrogate, and
-// the lane after it the low one).
+// UTF-16 units for the 32 bytes of `cur` from `first`: every lane holds the
+// unit that a character starting there gives (a four-byte form, marked in
+// `four64`, its high surrogate, and the lane after it the low one).
 template <unsigned first>
-KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b) {
-  const __m512i x0 = LaneBytes<16, first>::Of(b.v);
+KY_ALWAYS_INLINE __m512i Utf16Lanes(__m512i cur, __m512i next, uint64_t four64) {
+  const __m512i x0 = LaneBytes<16, first>::Of(cur, next);
   const __m512i m3f = _mm512_set1_epi16(0x3F);
-  const __m512i t1 = _mm512_and_si512(LaneBytes<16, first + 1>::Of(b.v), m3f);
-  const __m512i t2 = _mm512_and_si512(LaneBytes<16, first + 2>::Of(b.v), m3f);
+  const __m512i t1 = _mm512_and_si512(LaneBytes<16, first + 1>::Of(cur, next), m3f);
+  const __m512i t2 = _mm512_and_si512(LaneBytes<16, first + 2>::Of(cur, next), m3f);
   const __m512i t12 = _mm512_or_si512(_mm512_slli_epi16(t1, 6), t2);
   const __m512i two =
       _mm512_or_si512(_mm512_slli_epi16(_mm512_and_si512(x0, _mm512_set1_epi16(0x1F)), 6), t1);
@@ -158,8 +158,8 @@ KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b) {
   const uint32_t lead3 = _mm512_cmpge_epu16_mask(x0, _mm512_set1_epi16(0xE0));
   __m512i out = _mm512_mask_mov_epi16(x0, lead2, two);
   out = _mm512_mask_mov_epi16(out, lead3, three);
-  const uint32_t four = static_cast<uint32_t>(b.four >> first);
-  if (four | static_cast<uint32_t>((b.four << 1) >> first)) {
+  const uint32_t four = static_cast<uint32_t>(four64 >> first);
+  if (four | static_cast<uint32_t>((four64 << 1) >> first)) {
     // The pair formula in 16-bit arithmetic: an overlong four-byte form
     // (a code point below 0x10000) wraps exactly as the 32-bit one does.
     const __m512i top =
@@ -170,19 +170,19 @@ KY_ALWAYS_INLINE __m512i Utf16Lanes(const Utf8Block& b) {
     const __m512i low = _mm512_or_si512(_mm512_and_si512(t12, _mm512_set1_epi16(0x3FF)),
                                         _mm512_set1_epi16(static_cast<short>(0xDC00)));
     out = _mm512_mask_mov_epi16(out, four, high);
-    out = _mm512_mask_mov_epi16(out, static_cast<uint32_t>((b.four << 1) >> first), low);
+    out = _mm512_mask_mov_epi16(out, static_cast<uint32_t>((four64 << 1) >> first), low);
   }
   return out;
 }
 
-// Code points for the 16 bytes from `first`, one per lane, as if a character
-// started there.
+// Code points for the 16 bytes of `cur` from `first`, one per lane, as if a
+// character started there; `four64` marks the four-byte leads.
 template <unsigned first>
-KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b) {
-  const __m512i x0 = LaneBytes<32, first>::Of(b.v);
+KY_ALWAYS_INLINE __m512i Utf32Lanes(__m512i cur, __m512i next, uint64_t four64) {
+  const __m512i x0 = LaneBytes<32, first>::Of(cur, next);
   const __m512i m3f = _mm512_set1_epi32(0x3F);
-  const __m512i t1 = _mm512_and_si512(LaneBytes<32, first + 1>::Of(b.v), m3f);
-  const __m512i t2 = _mm512_and_si512(LaneBytes<32, first + 2>::Of(b.v), m3f);
+  const __m512i t1 = _mm512_and_si512(LaneBytes<32, first + 1>::Of(cur, next), m3f);
+  const __m512i t2 = _mm512_and_si512(LaneBytes<32, first + 2>::Of(cur, next), m3f);
   const __m512i t12 = _mm512_or_si512(_mm512_slli_epi32(t1, 6), t2);
   const __m512i two =
       _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(0x1F)), 6), t1);
@@ -191,9 +191,9 @@ KY_ALWAYS_INLINE __m512i Utf32Lanes(const Utf8Block& b) {
   __m512i out =
       _mm512_mask_mov_epi32(x0, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xC0)), two);
   out = _mm512_mask_mov_epi32(out, _mm512_cmpge_epu32_mask(x0, _mm512_set1_epi32(0xE0)), three);
-  const auto four = static_cast<__mmask16>(b.four >> first);
+  const auto four = static_cast<__mmask16>(four64 >> first);
   if (four) {
-    const __m512i t3 = _mm512_and_si512(LaneBytes<32, first + 3>::Of(b.v), m3f);
+    const __m512i t3 = _mm512_and_si512(LaneBytes<32, first + 3>::Of(cur, next), m3f);
     const __m512i cp =
         _mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(x0, _mm512_set1_epi32(7)), 18),
                         _mm512_or_si512(_mm512_slli_epi32(t12, 6), t3));
@@ -241,66 +241,123 @@ KY_ALWAYS_INLINE __m512i Before(__m512i prev, __m512i cur) {
   return _mm512_permutex2var_epi8(prev, _mm512_loadu_si512(kIndex.i), cur);
 }
 
-// Measures whole blocks of 64 bytes at a fixed stride, for as long as they
-// are well-formed, and advances `in` and `out` past them, back to the start
-// of the character the last one cuts. Measuring needs no character's
-// bounds, only whether every continuation byte is one that a lead calls for
-// and no other, which the bytes one, two and three back tell at once; so
-// blocks follow each other without waiting on one another. A block that
-// fails is left to the exact classification.
+// Writes the output of the characters that start at the bytes `starts` of
+// the block `cur` (followed by `next`, where the last of them may end), of
+// which `four` marks the four-byte forms, at o; into UTF-8 the bytes `take`.
 template <typename To>
-KY_ALWAYS_INLINE void MeasureWhole8(const U8* s, size_t n, size_t& in, size_t& out) {
-  __m512i prev = _mm512_setzero_si512();
+KY_ALWAYS_INLINE void PutBlock8(To* o, __m512i cur, __m512i next, uint64_t take, uint64_t starts,
+                                uint64_t four) {
+  // Lane groups past the last lane that gives output are not made.
+  const auto end = [](uint64_t lanes) {
+    return 64 - static_cast<size_t>(__builtin_clzll(lanes | 1));
+  };
+  if constexpr (std::is_same_v<To, U8>) {
+    _mm512_mask_storeu_epi8(o, take, cur);
+  } else if constexpr (std::is_same_v<To, U16>) {
+    const uint64_t units = starts | (four << 1);
+    ForEachLaneGroup<32>(end(units), [&](auto first) {
+      const auto lanes = static_cast<uint32_t>(units >> first);
+      const __m512i u = _mm512_maskz_compress_epi16(lanes, Utf16Lanes<first>(cur, next, four));
+      const unsigned c = Count(lanes);
+      _mm512_mask_storeu_epi16(o, static_cast<uint32_t>(Low(c)), u);
+      o += c;
+    });
+  } else {
+    ForEachLaneGroup<16>(end(starts), [&](auto first) {
+      o = PutLanes(o, static_cast<__mmask16>(starts >> first), Utf32Lanes<first>(cur, next, four));
+    });
+  }
+}
+
+// What the bytes one, two and three back tell of a block `cur` after `prev`:
+// which bytes continue a character, which a lead calls to continue one, and
+// which are ill-formed. A block passes when the two agree and no byte is
+// 0xF5..0xFF, 0xED is not followed by 0xA0..0xBF (a surrogate) and 0xF4 not
+// by 0x90..0xBF (past 0x10FFFF); no character's bounds are needed, so
+// blocks can follow each other at a fixed stride.
+struct Check8 {
+  uint64_t cont, want, bad;
+};
+
+KY_ALWAYS_INLINE Check8 Check(__m512i prev, __m512i cur) {
   const auto at_least = [](__m512i v, int x) {
     return _mm512_cmpge_epu8_mask(v, _mm512_set1_epi8(static_cast<char>(x)));
   };
-  while (n - in >= 64) {
-    const __m512i cur = _mm512_loadu_si512(s + in);
-    // ASCII after a block that cut no character: 64 units.
-    if (_mm512_movepi8_mask(cur) == 0 && (in == 0 || CutBack(s + in - 3, 3) == 0)) {
-      out += 64;
-      prev = cur;
-      in += 64;
-      continue;
-    }
-    const __m512i back1 = Before<1>(prev, cur);
-    // Bytes a lead calls to be continuations (a byte from 0xF5 on, which
-    // leads nothing, fails by itself).
-    const uint64_t want = at_least(back1, 0xC0) | at_least(Before<2>(prev, cur), 0xE0) |
-                          at_least(Before<3>(prev, cur), 0xF0);
-    const uint64_t cont = _mm512_cmplt_epi8_mask(cur, _mm512_set1_epi8(-64));
-    // 0xED, 0xA0..0xBF encodes a surrogate; 0xF4, 0x90..0xBF lies past
-    // 0x10FFFF.
-    const uint64_t bad =
-        (want ^ cont) | at_least(cur, 0xF5) |
-        _mm512_mask_cmpge_epu8_mask(
-            _mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xED))), cur,
-            _mm512_set1_epi8(static_cast<char>(0xA0))) |
-        _mm512_mask_cmpge_epu8_mask(
-            _mm512_cmpeq_epi8_mask(back1, _mm512_set1_epi8(static_cast<char>(0xF4))), cur,
-            _mm512_set1_epi8(static_cast<char>(0x90)));
-    if (bad != 0) break;
+  const auto after = [&](__m512i back, int lead, int from) {
+    return _mm512_mask_cmpge_epu8_mask(
+        _mm512_cmpeq_epi8_mask(back, _mm512_set1_epi8(static_cast<char>(lead))), cur,
+        _mm512_set1_epi8(static_cast<char>(from)));
+  };
+  Check8 c;
+  const __m512i back1 = Before<1>(prev, cur);
+  c.cont = _mm512_cmplt_epi8_mask(cur, _mm512_set1_epi8(-64));
+  // A byte from 0xF5 on leads nothing and fails by itself.
+  c.want = at_least(back1, 0xC0) | at_least(Before<2>(prev, cur), 0xE0) |
+           at_least(Before<3>(prev, cur), 0xF0);
+  c.bad =
+      (c.want ^ c.cont) | at_least(cur, 0xF5) | after(back1, 0xED, 0xA0) | after(back1, 0xF4, 0x90);
+  return c;
+}
+
+// Converts (or, without kWrite, measures) whole blocks of 64 bytes at a
+// fixed stride from `in` on (a character's start), advancing `in` and `out`
+// past them, for as long as each block and the bytes its last character
+// runs into are well-formed. Where one block starts never waits on the
+// classification of the one before, so they overlap. The last character of
+// a block is written with it, and the next block's start holds its rest;
+// where the stride stops, `in` moves past that rest to the next character.
+// It stops, besides, at an ASCII block (the ASCII loop's), at a four-byte
+// form cut into UTF-16 (its pair would straddle two blocks' lanes), where
+// the room may not take a block, and within 128 bytes of the end.
+template <typename To, bool kWrite>
+KY_ALWAYS_INLINE void Whole8(To* d, size_t room, const U8* s, size_t n, size_t& in, size_t& out) {
+  if (n - in < 128) return;
+  const size_t start = in;
+  __m512i cur = _mm512_loadu_si512(s + in);
+  Check8 c = Check(_mm512_setzero_si512(), cur);
+  // Into UTF-8 the rest of a block's last character is written when the
+  // stride stops.
+  constexpr size_t kRoom = std::is_same_v<To, U8> ? 67 : 64;
+  while (n - in >= 128 && room - out >= kRoom) {
+    if (c.want == 0 && _mm512_movepi8_mask(cur) == 0) break;
+    const __m512i next = _mm512_loadu_si512(s + in + 64);
+    const Check8 cn = Check(cur, next);
+    const uint64_t four = _mm512_cmpge_epu8_mask(cur, _mm512_set1_epi8(static_cast<char>(0xF0)));
+    if ((c.bad | (cn.bad & 7)) != 0 || (std::is_same_v<To, U16> && (four >> 63) != 0)) break;
+    const uint64_t starts = ~c.cont;
+    size_t k;
     if constexpr (std::is_same_v<To, U8>) {
-      out += 64;
+      k = 64;
     } else if constexpr (std::is_same_v<To, U16>) {
-      out += 64 - Count(cont) + Count(at_least(cur, 0xF0));
+      k = Count(starts) + Count(four);
     } else {
-      out += 64 - Count(cont);
+      k = Count(starts);
     }
-    prev = cur;
+    if (k > room - out) break;
+    if constexpr (kWrite) PutBlock8(d + out, cur, next, ~uint64_t{0}, starts, four);
+    out += k;
     in += 64;
+    cur = next;
+    c = cn;
   }
-  // The character cut by the last block is measured again from its lead.
-  if (const size_t back = in != 0 ? CutBack(s + in - 3, 3) : 0) {
-    in -= back;
-    out -= std::is_same_v<To, U8> ? back : std::is_same_v<To, U16> && s[in] >= 0xF0 ? 2 : 1;
+  // The bytes at the start of `cur` that end the last block's character.
+  size_t rest = 0;
+  if (const size_t back = in != start ? CutBack(s + in - 3, 3) : 0) {
+    const unsigned lead = s[in - back];
+    rest = (lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2) - back;
+  }
+  if (rest != 0) {
+    if constexpr (std::is_same_v<To, U8>) {
+      if constexpr (kWrite) _mm512_mask_storeu_epi8(d + out, Low(rest), cur);
+      out += rest;
+    }
+    in += rest;
   }
 }
 
 template <typename To, bool kWrite>
 KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
   size_t in = 0, out = 0;
-  if constexpr (!kWrite) MeasureWhole8<To>(s, n, in, out);
   while (in < n) {
     // ASCII a whole vector at a time while it lasts: no masks to make.
     if (n - in >= 64 && room - out >= 64) {
@@ -312,6 +369,11 @@ KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
         continue;
       }
     }
+    // Then well-formed blocks at a fixed stride; what they leave, a block
+    // classified for its characters' bounds.
+    const size_t before = in;
+    Whole8<To, kWrite>(d, room, s, n, in, out);
+    if (in != before) continue;
     const size_t len = Min(n - in, 64);
     const size_t whole = len - CutBack(s + in, len);
     if (whole == 0) break;
@@ -326,25 +388,7 @@ KernelProgress RunFrom8(To* d, size_t room, const U8* s, size_t n) {
       k = Count(b.starts);
     }
     if (k > room - out) break;
-    if constexpr (kWrite) {
-      To* o = d + out;
-      if constexpr (std::is_same_v<To, U8>) {
-        _mm512_mask_storeu_epi8(o, b.take, b.v);
-      } else if constexpr (std::is_same_v<To, U16>) {
-        const uint64_t units = b.starts | (b.four << 1);
-        ForEachLaneGroup<32>(took, [&](auto first) {
-          const auto lanes = static_cast<uint32_t>(units >> first);
-          const __m512i u = _mm512_maskz_compress_epi16(lanes, Utf16Lanes<first>(b));
-          const unsigned c = Count(lanes);
-          _mm512_mask_storeu_epi16(o, static_cast<uint32_t>(Low(c)), u);
-          o += c;
-        });
-      } else {
-        ForEachLaneGroup<16>(took, [&](auto first) {
-          o = PutLanes(o, static_cast<__mmask16>(b.starts >> first), Utf32Lanes<first>(b));
-        });
-      }
-    }
+    if constexpr (kWrite) PutBlock8(d + out, b.v, _mm512_setzero_si512(), b.take, b.starts, b.four);
     out += k;
     if (b.stop) {
       in += took;
