@@ -447,6 +447,22 @@ KY_ALWAYS_INLINE __m512i Widen16(__m512i u, unsigned first) {
 
 // --------------------------------------------------------------- UTF-16 source
 
+// The unit kBy (1 or -1) after each of the 32 in u. A high surrogate taken
+// never ends a block, nor does a low one taken start one, so its partner is
+// always among the 32.
+template <int kBy>
+KY_ALWAYS_INLINE __m512i Shifted(__m512i u) {
+  struct Index {
+    uint16_t i[32];
+  };
+  static constexpr Index kIndex = [] {
+    Index x{};
+    for (int j = 0; j < 32; ++j) x.i[j] = static_cast<uint16_t>((j + kBy) & 31);
+    return x;
+  }();
+  return _mm512_permutexvar_epi16(_mm512_loadu_si512(kIndex.i), u);
+}
+
 // One block of up to 32 UTF-16 units and the well-formed prefix of it.
 struct Utf16Block {
   __m512i u;
@@ -482,13 +498,12 @@ KY_ALWAYS_INLINE Utf16Block Classify16(const U16* s, size_t len, size_t whole) {
   return b;
 }
 
-// Writes the k bytes of UTF-8 of the units taken in b, read at s, at o, when
+// Writes the k bytes of UTF-8 of the units taken in b at o, when
 // none of them takes three bytes (European text, and ASCII with emoji): every
 // unit's bytes fit its own lane, a pair's first two in the high surrogate's
 // and the last two in the low one's, and one compress takes all 32. ge80
 // marks the taken units from 0x80.
-KY_ALWAYS_INLINE void PutShortUtf8(U8* o, const Utf16Block& b, const U16* s, uint32_t ge80,
-                                   size_t k) {
+KY_ALWAYS_INLINE void PutShortUtf8(U8* o, const Utf16Block& b, uint32_t ge80, size_t k) {
   const __m512i u = b.u;
   const __m512i m3f = _mm512_set1_epi16(0x3F), m80 = _mm512_set1_epi16(0x80);
   const __m512i last = _mm512_or_si512(_mm512_and_si512(u, m3f), m80);
@@ -497,9 +512,7 @@ KY_ALWAYS_INLINE void PutShortUtf8(U8* o, const Utf16Block& b, const U16* s, uin
       _mm512_or_si512(_mm512_or_si512(_mm512_srli_epi16(u, 6), _mm512_set1_epi16(0xC0)),
                       _mm512_slli_epi16(last, 8)));
   if (b.high) {
-    // A block never starts with the low half of a pair, so the unit before
-    // every low one is in the source.
-    const __m512i prev = _mm512_maskz_loadu_epi16(b.low, s - 1);
+    const __m512i prev = Shifted<-1>(u);
     const __m512i top =
         _mm512_add_epi16(_mm512_and_si512(u, _mm512_set1_epi16(0x3FF)), _mm512_set1_epi16(0x40));
     const __m512i byte0 = _mm512_or_si512(_mm512_srli_epi16(top, 8), _mm512_set1_epi16(0xF0));
@@ -639,31 +652,32 @@ KernelProgress RunFrom16(To* d, size_t room, const U16* s, size_t n) {
         if (ge80 == 0) {
           _mm256_mask_storeu_epi8(o, b.take, _mm512_cvtepi16_epi8(b.u));
         } else if ((ge800 & ~(b.high | b.low)) == 0) {
-          PutShortUtf8(o, b, s + in, ge80, k);
+          PutShortUtf8(o, b, ge80, k);
         } else {
-          const __m512i next =
-              _mm512_maskz_loadu_epi16(static_cast<uint32_t>(Low(len - 1)), s + in + 1);
-          PutUtf8(o, b, next, ge80, ge800, k);
+          PutUtf8(o, b, Shifted<1>(b.u), ge80, ge800, k);
         }
       } else if (b.high == 0) {
         // No pairs: each unit is its code point.
         _mm512_mask_storeu_epi32(o, static_cast<__mmask16>(b.take), Widen16(b.u, 0));
         _mm512_mask_storeu_epi32(o + 16, static_cast<__mmask16>(b.take >> 16), Widen16(b.u, 16));
       } else {
-        // Sixteen units at a time in 32-bit lanes: a high surrogate's lane
-        // takes the code point of its pair, the low one's gives nothing.
-        const __m512i next =
-            _mm512_maskz_loadu_epi16(static_cast<uint32_t>(Low(len - 1)), s + in + 1);
+        // The low surrogates squeezed out first, each high one keeping its
+        // partner in a second vector; then sixteen units at a time in 32-bit
+        // lanes, a pair's code point made in its high one's lane.
+        const uint32_t kept = b.take & ~b.low;
+        const __m512i unit = _mm512_maskz_compress_epi16(kept, b.u);
+        const __m512i partner = _mm512_maskz_compress_epi16(kept, Shifted<1>(b.u));
+        const uint32_t high = _pext_u32(b.high, kept);
         const __m512i m3ff = _mm512_set1_epi32(0x3FF);
-        for (unsigned first = 0; first < took; first += 16) {
-          const __m512i w = Widen16(b.u, first);
+        for (unsigned first = 0; first < k; first += 16) {
+          const __m512i w = Widen16(unit, first);
           const __m512i pair =
               _mm512_add_epi32(_mm512_or_si512(_mm512_slli_epi32(_mm512_and_si512(w, m3ff), 10),
-                                               _mm512_and_si512(Widen16(next, first), m3ff)),
+                                               _mm512_and_si512(Widen16(partner, first), m3ff)),
                                _mm512_set1_epi32(0x10000));
-          const __m512i cp =
-              _mm512_mask_mov_epi32(w, static_cast<__mmask16>(b.high >> first), pair);
-          o = PutLanes(o, static_cast<__mmask16>((b.take & ~b.low) >> first), cp);
+          _mm512_mask_storeu_epi32(
+              o + first, static_cast<__mmask16>(Low(k - first)),
+              _mm512_mask_mov_epi32(w, static_cast<__mmask16>(high >> first), pair));
         }
       }
     }
