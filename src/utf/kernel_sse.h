@@ -2,10 +2,11 @@
 //
 // The kernels of the SSE2 and AVX2 levels: blocks of sixteen units (and, into
 // UTF-8, of up to 64 bytes) for the shapes real text takes (ASCII runs,
-// European text of one- and two-byte forms, CJK of three-byte forms), and
-// the character-by-character decoder for all else. Included by one
-// translation unit per level, which defines KY_UTF_ISA and builds it with its
-// target options.
+// European text of one- and two-byte forms, CJK of three-byte forms), UTF-32
+// four code points at a time, and the character-by-character decoder for all
+// else. Included by one translation unit per level, which defines KY_UTF_ISA
+// and builds it with its target options; built for AVX2, ASCII runs move 32
+// units a step.
 #ifndef KY_SRC_UTF_KERNEL_SSE_H
 #define KY_SRC_UTF_KERNEL_SSE_H
 
