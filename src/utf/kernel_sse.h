@@ -580,6 +580,51 @@ inline size_t CodePoints4(To* d, const unsigned int* s) {
   }
 }
 
+// Eight UTF-16 units u, surrogate pairs among them, into UTF-32 at d: each
+// lane makes its unit's code point (a high surrogate's, that of its pair)
+// and is stored at the place of its character, a low surrogate's taking no
+// place; the destination past the last is put back as it was. A high
+// surrogate as the eighth unit is left for the next step. Returns what was
+// taken ({0, 0}: a surrogate without its partner; nothing touched). Needs
+// room for 9.
+template <bool kWrite>
+inline KernelProgress PairedUnits8(unsigned int* d, __m128i u) {
+  const __m128i top = _mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xFC00)));
+  const auto units = [&](int value) {  // two mask bits a unit
+    return static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_cmpeq_epi16(top, _mm_set1_epi16(static_cast<short>(value)))));
+  };
+  const unsigned high = units(0xD800), low = units(0xDC00);
+  if (((high << 2) & 0xFFFF) != low) return {0, 0};
+  const size_t in = (high >> 14) != 0 ? 7 : 8;
+  const size_t out = in - static_cast<size_t>(__builtin_popcount(low)) / 2;
+  if constexpr (kWrite) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i next = _mm_srli_si128(u, 2);
+    const __m128i m3ff = _mm_set1_epi32(0x3FF);
+    alignas(16) uint32_t lanes[8];
+    for (int half = 0; half < 2; ++half) {
+      const __m128i w = half ? _mm_unpackhi_epi16(u, zero) : _mm_unpacklo_epi16(u, zero);
+      const __m128i x = half ? _mm_unpackhi_epi16(next, zero) : _mm_unpacklo_epi16(next, zero);
+      const __m128i pair = _mm_add_epi32(
+          _mm_or_si128(_mm_slli_epi32(_mm_and_si128(w, m3ff), 10), _mm_and_si128(x, m3ff)),
+          _mm_set1_epi32(0x10000));
+      const __m128i is_high =
+          _mm_cmpeq_epi32(_mm_and_si128(w, _mm_set1_epi32(0xFC00)), _mm_set1_epi32(0xD800));
+      _mm_store_si128(reinterpret_cast<__m128i*>(lanes + 4 * half),
+                      _mm_or_si128(_mm_and_si128(is_high, pair), _mm_andnot_si128(is_high, w)));
+    }
+    const unsigned saved = d[out];
+    size_t j = 0;
+    for (size_t i = 0; i < in; ++i) {
+      d[j] = lanes[i];
+      j += 1 - ((low >> (2 * i)) & 1);
+    }
+    d[out] = saved;
+  }
+  return {in, out};
+}
+
 // The kernel of the pair: blocks while they pass, the decoder for single
 // well-formed characters, and a return at the first ill-formed one or where
 // less than a vector of source or room is left.
@@ -666,6 +711,39 @@ KernelProgress Kernel<To, From, kWrite>::Run(To* d, size_t r, const From* s, siz
           }
           continue;
         }
+      }
+    }
+    if constexpr (std::is_same_v<From, unsigned short> && !std::is_same_v<To, unsigned char>) {
+      // Into UTF-16 and UTF-32 every unit but a surrogate is itself: eight a
+      // step, whatever their script, or those before the first surrogate.
+      const __m128i u = Load8(s);
+      const __m128i top = _mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800)));
+      const unsigned surrogates = static_cast<unsigned>(
+          _mm_movemask_epi8(_mm_cmpeq_epi16(top, _mm_set1_epi16(static_cast<short>(0xD800)))));
+      if (surrogates == 0) {
+        if constexpr (kWrite && std::is_same_v<To, unsigned short>) {
+          _mm_storeu_si128(reinterpret_cast<__m128i*>(d), u);
+        } else if constexpr (kWrite) {
+          const __m128i zero = _mm_setzero_si128();
+          _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi16(u, zero));
+          _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 4), _mm_unpackhi_epi16(u, zero));
+        }
+        advance(8, 8);
+        continue;
+      }
+      if constexpr (std::is_same_v<To, unsigned int>) {
+        const KernelProgress p = PairedUnits8<kWrite>(d, u);
+        if (p.in != 0) {
+          advance(p.out, p.in);
+          continue;
+        }
+      }
+      if (const size_t k = static_cast<size_t>(__builtin_ctz(surrogates)) / 2) {
+        if constexpr (kWrite) {
+          for (size_t i = 0; i < k; ++i) d[i] = s[i];
+        }
+        advance(k, k);
+        continue;
       }
     }
     if constexpr (kHasAsciiRuns<From>) {
